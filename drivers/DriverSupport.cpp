@@ -1,0 +1,52 @@
+#include "DriverSupport.h"
+
+#include "ChromameterCommand.h"
+#include "ChromameterDetector.h"
+#include "CmErrorEncode.h"
+
+#include <cstring>
+
+bool DriverSend(const char* command, int length) {
+    CChromameterCommand cmd;
+    return cmd.Send(command, length);
+}
+
+bool DriverRead(int tries, int waitMs, QByteArray* reply) {
+    CChromameterCommand cmd;
+    char* buf = nullptr;
+    int length = 0;
+    const bool ok = cmd.Read(&buf, length, tries, waitMs);
+    if (reply) {
+        const int n = length < 0 ? 0 : (length > CHROMAMETER_REPLY_SIZE ? CHROMAMETER_REPLY_SIZE : length);
+        *reply = ok ? QByteArray(buf, n) : QByteArray();
+    }
+    delete[] buf;
+    return ok;
+}
+
+bool DriverSendAndRead(const char* command, int length, int tries, int waitMs, QByteArray* reply) {
+    if (reply)
+        reply->clear();
+    if (!DriverSend(command, length))
+        return false;
+    return DriverRead(tries, waitMs, reply);
+}
+
+int64_t DriverReplyStatus(const QByteArray& reply) {
+    char word[4] = {0, 0, 0, 0};
+    std::memcpy(word, reply.constData(), reply.size() < 4 ? size_t(reply.size()) : 4u);
+    return CM_ERROR_ENCODE(word);
+}
+
+QByteArray DriverReplyText(const QByteArray& reply) {
+    const int nul = reply.indexOf('\0');
+    return nul < 0 ? reply : reply.left(nul);
+}
+
+bool DriverPortConnected() {
+    return CChromameterDetector::GetInstance()->m_port.IsPortConnect();
+}
+
+void DriverClosePort() {
+    CChromameterDetector::GetInstance()->m_port.Close();
+}

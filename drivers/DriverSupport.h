@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QByteArray>
+
+#include <cstdint>
+
+// Small pieces of conversation every driver shares. Each exchange goes through a fresh
+// CChromameterCommand, so writes travel through the detector's doWrite signal and reads come from
+// its port, exactly as a driver doing it by hand.
+
+// Sends `length` bytes of `command`. False only if the channel reports a short write.
+bool DriverSend(const char* command, int length);
+// Reads one reply with the channel's budget (tries x waitMs before the first byte). On success
+// *reply holds the bytes received (at most one reply buffer's worth) and the result is true.
+bool DriverRead(int tries, int waitMs, QByteArray* reply);
+// DriverSend then, if it succeeded, DriverRead.
+bool DriverSendAndRead(const char* command, int length, int tries, int waitMs, QByteArray* reply);
+// The status word of a text reply as CM_ERROR_ENCODE numbers it; a reply shorter than four bytes is
+// looked at with NUL padding, as it stands in a zero-filled reply buffer.
+int64_t DriverReplyStatus(const QByteArray& reply);
+// The reply as the drivers look at it as text: ASCII up to its first NUL.
+QByteArray DriverReplyText(const QByteArray& reply);
+// Whether the detector's port still counts as connected (a vanished device makes this false).
+bool DriverPortConnected();
+// Closes the detector's port.
+void DriverClosePort();

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "SimInstrument.h"
+
+#include <mutex>
+
+// The reading a model reports. Defaults are a D65-like white.
+struct SimReading {
+    double Lv = 120.5;
+    double x = 0.3127;
+    double y = 0.3290;
+    double Tcp = 6504;
+};
+
+// Ways a model can misbehave, for fault tests and the chromameter-sim tool.
+enum class SimFault {
+    None,
+    Silent,              // answers nothing at all
+    Garbage,             // answers every command with random non-protocol bytes
+    Overlong,            // answers every command with several kilobytes
+    Cut,                 // answers with only the first half of each reply
+    SplitBytes,          // answers one byte at a time with gaps between them
+    UnplugDuringMeasure, // the adapter is pulled when a measurement is started
+    SlowCompletion,      // a measurement takes far longer than usual (setMeasureDelayMs x 20)
+};
+
+// Parses "silent", "garbage", "overlong", "cut", "split", "unplug", "slow", "none". False if unknown.
+bool parseSimFault(const QString& name, SimFault* fault);
+
+// Base of the realistic family models: frames the incoming bytes into commands, answers through a
+// fault filter, and carries the configured reading and measurement duration.
+class InstrumentModel : public SimInstrument {
+public:
+    InstrumentModel();
+    ~InstrumentModel() override;
+
+    void setReading(const SimReading& reading);
+    SimReading reading() const;
+    void setFault(SimFault fault);
+    SimFault fault() const;
+    // How long a measurement takes on the instrument (default 50 ms).
+    void setMeasureDelayMs(int ms);
+    int measureDelayMs() const;
+    // The only line speed at which the model hears anything (0: any).
+    void setRequiredBaud(int baud);
+
+protected:
+    void onReceived(const QByteArray& bytes) override;
+    // Bytes that end a command (for example "\n", or "\r\n"); a command is handed to onCommand()
+    // with its terminator. An empty result hands over every stretch of bytes as it comes, for binary
+    // protocols that frame themselves (the model then keeps its own buffer).
+    virtual QByteArray terminators() const = 0;
+    // One complete command (terminator included), on the simulator thread.
+    virtual void onCommand(const QByteArray& command) = 0;
+    // Answers through the fault filter, after delayMs.
+    void answer(const QByteArray& bytes, int delayMs = 0);
+    // Answers a measurement's result: like answer(), and where the fault is UnplugDuringMeasure the
+    // adapter is pulled instead; SlowCompletion stretches the delay.
+    void answerMeasurement(const QByteArray& bytes, int delayMs);
+    // The measurement duration after the SlowCompletion fault is applied.
+    int effectiveMeasureDelayMs() const;
+
+private:
+    mutable std::mutex m_mutex;
+    SimReading m_reading;
+    SimFault m_fault = SimFault::None;
+    int m_measureDelayMs = 50;
+    int m_requiredBaud = 0;
+    QByteArray m_buffer;
+};

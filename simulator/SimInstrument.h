@@ -1,0 +1,72 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <memory>
+
+class PtyLink;
+
+// One stretch of bytes the instrument received, with when (ms since start()) and at which line speed.
+struct ReceivedChunk {
+    qint64 atMs;
+    int baud;
+    QByteArray bytes;
+};
+
+// A reply piece: written `delayMs` after the previous piece of the same reply (or after the trigger).
+struct ReplyPiece {
+    int delayMs;
+    QByteArray bytes;
+};
+
+// Base of every simulated instrument: a pseudo-terminal link served by its own thread.
+// The thread reads what the library writes, records it, and hands it to onReceived(); replies are
+// scheduled with reply() and written by the same thread when due. All public members are thread-safe.
+class SimInstrument {
+public:
+    SimInstrument();
+    virtual ~SimInstrument();
+    SimInstrument(const SimInstrument&) = delete;
+    SimInstrument& operator=(const SimInstrument&) = delete;
+
+    // Creates the link and starts the thread. False if the pseudo-terminal could not be made.
+    bool start();
+    // Stops the thread and removes the link. Called by the destructor too. Idempotent.
+    void stop();
+    // The path to give the library (a link holding "/dev/" and a macOS USB-serial name).
+    QString portPath() const;
+    // Pulls the adapter now: the device is closed and the link removed.
+    void unplug();
+    bool isPlugged() const;
+    // Line speed the library has set on the port, in baud.
+    int lineBaud() const;
+
+    // Everything received since start() or the last clearRecord(), in order.
+    QByteArray received() const;
+    QList<ReceivedChunk> record() const;
+    void clearRecord();
+    // How many times `needle` occurs in received().
+    int countReceived(const QByteArray& needle) const;
+    // Milliseconds since start().
+    qint64 elapsedMs() const;
+    // Bytes written to the library so far.
+    qint64 bytesSent() const;
+
+protected:
+    // Called on the simulator thread with each stretch of bytes as it arrives.
+    virtual void onReceived(const QByteArray& bytes) = 0;
+    // Schedules bytes to be written to the library after delayMs (relative to now). Any thread.
+    void reply(const QByteArray& bytes, int delayMs = 0);
+    // Schedules several pieces, each delayed relative to the previous one.
+    void replyPieces(const QList<ReplyPiece>& pieces);
+    // Drops every reply not yet written.
+    void cancelReplies();
+    // Schedules an unplug after delayMs.
+    void unplugAfter(int delayMs);
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> d;
+};

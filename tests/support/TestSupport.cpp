@@ -1,0 +1,132 @@
+#include "TestSupport.h"
+
+#include "ChromameterDetector.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QThread>
+
+#include <vector>
+
+bool waitUntil(const std::function<bool()>& pred, int timeoutMs) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!pred()) {
+        if (timer.elapsed() >= timeoutMs)
+            return pred();
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        QThread::msleep(1);
+    }
+    return true;
+}
+
+void pumpEvents(int ms) {
+    waitUntil([] { return false; }, ms);
+}
+
+CatalogueScope::CatalogueScope(const QStringList& names, const QStringList& descriptions) {
+    std::vector<QByteArray> n, d;
+    for (int i = 0; i < names.size(); ++i) {
+        n.push_back(names[i].toUtf8());
+        d.push_back(i < descriptions.size() ? descriptions[i].toUtf8() : QByteArray("USB-Serial Controller"));
+    }
+    std::vector<const char*> np, dp;
+    for (size_t i = 0; i < n.size(); ++i) {
+        np.push_back(n[i].constData());
+        dp.push_back(d[i].constData());
+    }
+    ChromameterSetPortCatalogue(np.data(), dp.data(), int(n.size()));
+}
+
+CatalogueScope::~CatalogueScope() {
+    ChromameterSetPortCatalogue(nullptr, nullptr, -1);
+}
+
+namespace {
+std::mutex g_captureMutex;
+QStringList g_captured;
+QtMessageHandler g_previous = nullptr;
+int g_captureDepth = 0;
+
+void captureHandler(QtMsgType, const QMessageLogContext&, const QString& msg) {
+    std::lock_guard<std::mutex> lock(g_captureMutex);
+    g_captured.append(msg);
+}
+} // namespace
+
+MessageCapture::MessageCapture() {
+    std::lock_guard<std::mutex> lock(g_captureMutex);
+    if (g_captureDepth++ == 0) {
+        g_captured.clear();
+        g_previous = qInstallMessageHandler(captureHandler);
+    }
+}
+
+MessageCapture::~MessageCapture() {
+    std::lock_guard<std::mutex> lock(g_captureMutex);
+    if (--g_captureDepth == 0)
+        qInstallMessageHandler(g_previous);
+}
+
+QStringList MessageCapture::lines() const {
+    std::lock_guard<std::mutex> lock(g_captureMutex);
+    return g_captured;
+}
+
+bool MessageCapture::contains(const QString& text) const {
+    return count(text) > 0;
+}
+
+int MessageCapture::count(const QString& text) const {
+    std::lock_guard<std::mutex> lock(g_captureMutex);
+    int n = 0;
+    for (const QString& line : g_captured)
+        if (line.contains(text))
+            ++n;
+    return n;
+}
+
+void MessageCapture::clear() {
+    std::lock_guard<std::mutex> lock(g_captureMutex);
+    g_captured.clear();
+}
+
+void RecordingWatcher::OnMeasureFinished() { add("finished", 0); }
+void RecordingWatcher::OnMeasureFailed(unsigned long code) { add("failed", code); }
+void RecordingWatcher::OnConnected() { add("connected", 0); }
+void RecordingWatcher::OnDisconnected() { add("disconnected", 0); }
+void RecordingWatcher::OnZeroCalibrated(unsigned long code) { add("zerocalibrated", code); }
+
+void RecordingWatcher::add(const QString& name, unsigned long code) {
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_events.push_back(Event{name, code, std::this_thread::get_id()});
+    }
+    if (onEvent)
+        onEvent(name);
+}
+
+std::vector<RecordingWatcher::Event> RecordingWatcher::events() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_events;
+}
+
+int RecordingWatcher::count(const QString& name) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    int n = 0;
+    for (const Event& e : m_events)
+        if (e.name == name)
+            ++n;
+    return n;
+}
+
+QString RecordingWatcher::last() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_events.empty() ? QString() : m_events.back().name;
+}
+
+void RecordingWatcher::clear() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_events.clear();
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "IMinolta.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+// Runs the calling thread's Qt event loop until pred() holds or timeoutMs passes. True if it held.
+bool waitUntil(const std::function<bool()>& pred, int timeoutMs);
+// Runs the calling thread's Qt event loop for ms milliseconds.
+void pumpEvents(int ms);
+
+// Points detection at these ports (names and descriptions); restores the system list on destruction.
+class CatalogueScope {
+public:
+    CatalogueScope(const QStringList& names, const QStringList& descriptions = QStringList());
+    ~CatalogueScope();
+};
+
+// Captures the Qt message stream while alive (and still forwards nothing to stderr).
+class MessageCapture {
+public:
+    MessageCapture();
+    ~MessageCapture();
+    QStringList lines() const;
+    bool contains(const QString& text) const;
+    int count(const QString& text) const;
+    void clear();
+};
+
+// A watcher that records every call with the calling thread.
+class RecordingWatcher : public IMinoltaWatcher {
+public:
+    struct Event {
+        QString name;
+        unsigned long code;
+        std::thread::id thread;
+    };
+    void OnMeasureFinished() override;
+    void OnMeasureFailed(unsigned long code) override;
+    void OnConnected() override;
+    void OnDisconnected() override;
+    void OnZeroCalibrated(unsigned long code) override;
+
+    std::vector<Event> events() const;
+    int count(const QString& name) const;
+    // The last event's name, or an empty string.
+    QString last() const;
+    void clear();
+    // Called (outside the lock) after an event is recorded, on the notifying thread.
+    std::function<void(const QString&)> onEvent;
+
+private:
+    void add(const QString& name, unsigned long code);
+    mutable std::mutex m_mutex;
+    std::vector<Event> m_events;
+};

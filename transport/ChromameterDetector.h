@@ -1,0 +1,49 @@
+#pragma once
+
+#include "IMinolta.h"
+#include "SerialPortCross.h"
+
+#include <QObject>
+#include <QString>
+
+#define CHROMAMETER_EXPORT __attribute__((visibility("default")))
+
+typedef unsigned int DWORD;
+
+// Process-wide owner of the serial port and of the current instrument driver.
+class CHROMAMETER_EXPORT CChromameterDetector : public QObject {
+    Q_OBJECT
+
+public:
+    CChromameterDetector();
+    ~CChromameterDetector() override;
+
+    static CChromameterDetector* GetInstance();
+
+    unsigned int Write(const void* lpBuf, unsigned int dwCount);
+    bool DetectByNumber(int* port);
+    int FindProlificComNumber();
+    bool TryConnect(QString portName);
+    void ReleaseMinolta();
+    void ReleaseBuf(char** buf);
+
+    int m_nInstrumentType;
+    IMinolta* m_pMinolta;
+    SerialPortCross m_port;
+
+    static CChromameterDetector* m_pInstance;
+
+    class CClear {
+    public:
+        virtual ~CClear();
+    };
+    static CClear m_clear;
+
+signals:
+    DWORD doWrite(const void* lpBuf, DWORD dwCount);
+};
+
+// Replaces the list of ports that detection scans (port names and descriptions, copied at the call);
+// count < 0 restores the system's list.
+extern "C" CHROMAMETER_EXPORT void ChromameterSetPortCatalogue(const char* const* portNames,
+                                                              const char* const* descriptions, int count);
