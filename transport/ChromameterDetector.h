@@ -46,4 +46,4 @@ signals:
 // Replaces the list of ports that detection scans (port names and descriptions, copied at the call);
 // count < 0 restores the system's list.
 extern "C" CHROMAMETER_EXPORT void ChromameterSetPortCatalogue(const char* const* portNames,
-                                                              const char* const* descriptions, int count);
+                                                               const char* const* descriptions, int count);

@@ -22,6 +22,9 @@ public:
     bool IsOpen();
     bool IsPortConnect();
     unsigned int Read(void* lpBuf, unsigned int dwCount);
+    // As Read, but never writes more than `capacity` bytes to lpBuf: the rest of the chunk is
+    // dropped and logged. The command channel reads through this into its fixed-size buffer.
+    unsigned int Read(void* lpBuf, unsigned int dwCount, unsigned int capacity);
     unsigned int Write(const void* lpBuf, unsigned int dwCount);
 
     void onReceivedata();
@@ -40,4 +43,6 @@ private:
     // Set when the device vanished (resource error) and kept until the next successful Open, so a
     // pulled adapter reads as lost instead of looking connected for ever.
     bool m_bDeviceLost;
+    // The last error logged while the loss stands, so a flood of the same error is logged once.
+    QSerialPort::SerialPortError m_lastLostError;
 };

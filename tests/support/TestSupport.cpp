@@ -92,11 +92,21 @@ void MessageCapture::clear() {
     g_captured.clear();
 }
 
-void RecordingWatcher::OnMeasureFinished() { add("finished", 0); }
-void RecordingWatcher::OnMeasureFailed(unsigned long code) { add("failed", code); }
-void RecordingWatcher::OnConnected() { add("connected", 0); }
-void RecordingWatcher::OnDisconnected() { add("disconnected", 0); }
-void RecordingWatcher::OnZeroCalibrated(unsigned long code) { add("zerocalibrated", code); }
+void RecordingWatcher::OnMeasureFinished() {
+    add("finished", 0);
+}
+void RecordingWatcher::OnMeasureFailed(unsigned long code) {
+    add("failed", code);
+}
+void RecordingWatcher::OnConnected() {
+    add("connected", 0);
+}
+void RecordingWatcher::OnDisconnected() {
+    add("disconnected", 0);
+}
+void RecordingWatcher::OnZeroCalibrated(unsigned long code) {
+    add("zerocalibrated", code);
+}
 
 void RecordingWatcher::add(const QString& name, unsigned long code) {
     {

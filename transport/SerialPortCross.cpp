@@ -1,0 +1,190 @@
+#include "SerialPortCross.h"
+
+#include <QDebug>
+#include <QEventLoop>
+#include <QMetaEnum>
+#include <QMutexLocker>
+#include <QThread>
+#include <QTimer>
+
+#include <climits>
+#include <cstring>
+
+namespace {
+// The text of a chunk as the diagnostics show it: its bytes up to the first NUL.
+QString chunkText(const QByteArray& chunk) {
+    const int nul = chunk.indexOf('\0');
+    return QString::fromLatin1(nul < 0 ? chunk : chunk.left(nul));
+}
+} // namespace
+
+SerialPortCross::SerialPortCross()
+    : QObject(nullptr), m_pSerialPort(nullptr), m_bReadyRead(false), m_bDeviceLost(false),
+      m_lastLostError(QSerialPort::NoError) {
+    m_pSerialPort = new QSerialPort(nullptr);
+}
+
+SerialPortCross::~SerialPortCross() {
+    if (m_pSerialPort->isOpen()) {
+        m_pSerialPort->clear(QSerialPort::AllDirections);
+        m_pSerialPort->close();
+    }
+    if (m_pSerialPort) {
+        m_pSerialPort->deleteLater();
+        m_pSerialPort = nullptr;
+    }
+}
+
+bool SerialPortCross::Open(QString portName, QSerialPort::BaudRate baudRate, QSerialPort::Parity parity,
+                           QSerialPort::DataBits dataBits, QSerialPort::StopBits stopBits,
+                           QSerialPort::FlowControl flowControl) {
+    if (m_pSerialPort->isOpen()) {
+        m_pSerialPort->clear(QSerialPort::AllDirections);
+        m_pSerialPort->close();
+    }
+    m_pSerialPort->setPortName(portName);
+    if (!m_pSerialPort->open(QIODevice::ReadWrite)) {
+        qDebug() << "打开失败!";
+        return false;
+    }
+    qDebug() << "串口打开成功!";
+    {
+        QMutexLocker lock(&m_recvMutex);
+        m_bDeviceLost = false;
+        m_lastLostError = QSerialPort::NoError;
+    }
+    m_pSerialPort->setBaudRate(baudRate, QSerialPort::AllDirections);
+    m_pSerialPort->setDataBits(dataBits);
+    m_pSerialPort->setFlowControl(flowControl);
+    m_pSerialPort->setParity(parity);
+    m_pSerialPort->setStopBits(stopBits);
+    // Connected afresh on every open and never broken: the extra deliveries are harmless.
+    connect(m_pSerialPort, &QIODevice::readyRead, this, &SerialPortCross::onReceivedata);
+    connect(m_pSerialPort, &QSerialPort::errorOccurred, this, &SerialPortCross::onError);
+    return true;
+}
+
+void SerialPortCross::Close() {
+    // The port belongs to its owner thread; a worker that finds the adapter gone hands the close
+    // over instead of touching the port's notifiers from the wrong thread.
+    if (QThread::currentThread() != thread()) {
+        QMetaObject::invokeMethod(
+            this, [this] { Close(); }, Qt::QueuedConnection);
+        return;
+    }
+    if (m_pSerialPort->isOpen()) {
+        m_pSerialPort->clear(QSerialPort::AllDirections);
+        m_pSerialPort->close();
+    }
+}
+
+bool SerialPortCross::IsOpen() {
+    return m_pSerialPort->isOpen();
+}
+
+bool SerialPortCross::IsPortConnect() {
+    {
+        QMutexLocker lock(&m_recvMutex);
+        if (m_bDeviceLost)
+            return false;
+    }
+    if (m_pSerialPort->isOpen())
+        return true;
+    return m_pSerialPort->error() != QSerialPort::DeviceNotFoundError;
+}
+
+unsigned int SerialPortCross::Read(void* lpBuf, unsigned int dwCount) {
+    return Read(lpBuf, dwCount, UINT_MAX);
+}
+
+unsigned int SerialPortCross::Read(void* lpBuf, unsigned int, unsigned int capacity) {
+    QMutexLocker lock(&m_mutex);
+    if (!m_pSerialPort->isOpen()) {
+        qDebug() << "no isOpen";
+        return 0;
+    }
+    // Coarse waiting by design: the flag is looked at only between 20 ms slices.
+    for (int slice = 0; slice < 4; ++slice) {
+        QEventLoop loop;
+        QTimer::singleShot(20, &loop, SLOT(quit()));
+        loop.exec();
+        QMutexLocker recvLock(&m_recvMutex);
+        if (m_bReadyRead)
+            break;
+    }
+    QByteArray chunk;
+    {
+        QMutexLocker recvLock(&m_recvMutex);
+        if (m_baRecvData.size() < 1)
+            return 0;
+        chunk = m_baRecvData;
+        m_baRecvData.clear();
+        m_bReadyRead = false;
+    }
+    qDebug().noquote().nospace() << "接收" << chunkText(chunk);
+    unsigned int n = unsigned(chunk.size());
+    if (n > capacity) {
+        qDebug().nospace() << "reply too long: " << n << " bytes received, " << (n - capacity) << " dropped";
+        n = capacity;
+    }
+    if (n > 0)
+        std::memcpy(lpBuf, chunk.constData(), n);
+    return n;
+}
+
+unsigned int SerialPortCross::Write(const void* lpBuf, unsigned int dwCount) {
+    QMutexLocker lock(&m_mutex);
+    if (!m_pSerialPort->isOpen())
+        return 0;
+    const QByteArray data(static_cast<const char*>(lpBuf), int(dwCount));
+    const qint64 written = m_pSerialPort->write(data);
+    if (!m_pSerialPort->waitForBytesWritten(100))
+        qDebug() << "Timeout writing data";
+    if (written < 0)
+        qDebug() << "Error write serial port:" << m_pSerialPort->errorString();
+    return static_cast<unsigned int>(written);
+}
+
+void SerialPortCross::onReceivedata() {
+    for (;;) {
+        if (!(m_pSerialPort->bytesAvailable() > 0))
+            return;
+        const QByteArray chunk = m_pSerialPort->readAll();
+        const QString text = chunkText(chunk);
+        if (text.isEmpty()) {
+            // A chunk that starts with NUL counts as nothing received, for every instrument.
+            qDebug().noquote().nospace() << "NULL " << text;
+            return;
+        }
+        {
+            QMutexLocker lock(&m_recvMutex);
+            m_bReadyRead = true;
+            m_baRecvData = chunk;
+        }
+        qDebug().noquote().nospace() << "ready " << text;
+    }
+}
+
+void SerialPortCross::onError(QSerialPort::SerialPortError error) {
+    if (error == QSerialPort::NoError)
+        return;
+    bool log = true;
+    {
+        QMutexLocker lock(&m_recvMutex);
+        if (error == QSerialPort::ResourceError)
+            m_bDeviceLost = true;
+        if (m_bDeviceLost) {
+            // While the device is gone Qt repeats its errors very fast: say each one once.
+            log = m_lastLostError != error;
+            m_lastLostError = error;
+        }
+    }
+    if (log) {
+        if (error == QSerialPort::ResourceError)
+            qDebug() << "Resource error occurred.";
+        else
+            qDebug().noquote() << " error occurred."
+                               << QMetaEnum::fromType<QSerialPort::SerialPortError>().valueToKey(error);
+    }
+    m_pSerialPort->clearError();
+}
