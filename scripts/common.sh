@@ -1,0 +1,47 @@
+# Shared by the entry points: installs what is missing and builds. Source it, don't run it.
+set -euo pipefail
+
+ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+JOBS="$( (command -v nproc >/dev/null && nproc) || sysctl -n hw.ncpu 2>/dev/null || echo 2)"
+
+install_dependencies() {
+    if [[ "$(uname)" == "Darwin" ]]; then
+        if ! command -v brew >/dev/null; then
+            echo "Homebrew is needed on macOS: https://brew.sh" >&2
+            exit 1
+        fi
+        local pkg
+        for pkg in cmake ninja qt@5 googletest; do
+            brew list "$pkg" >/dev/null 2>&1 || brew install "$pkg"
+        done
+        export CMAKE_PREFIX_PATH="$(brew --prefix qt@5)${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}"
+        return
+    fi
+    local wanted=(cmake ninja-build g++ make pkg-config binutils qtbase5-dev libqt5serialport5-dev
+        libgtest-dev libgmock-dev "$@")
+    local missing=() pkg
+    for pkg in "${wanted[@]}"; do
+        dpkg -s "$pkg" >/dev/null 2>&1 || missing+=("$pkg")
+    done
+    if ((${#missing[@]})); then
+        local sudo=()
+        [[ $EUID -ne 0 ]] && sudo=(sudo)
+        echo "Installing: ${missing[*]}"
+        "${sudo[@]}" apt-get update -qq
+        DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq "${missing[@]}" >/dev/null
+    fi
+}
+
+# configure_and_build BUILD_DIR [cmake options...]
+configure_and_build() {
+    local dir="$1"
+    shift
+    local generator=()
+    command -v ninja >/dev/null && generator=(-G Ninja)
+    if [[ ! -f "$dir/CMakeCache.txt" ]]; then
+        cmake -S "$ROOT" -B "$dir" "${generator[@]}" "$@"
+    else
+        cmake -S "$ROOT" -B "$dir" "$@" >/dev/null
+    fi
+    cmake --build "$dir" -j "$JOBS"
+}
