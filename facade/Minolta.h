@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ChromameterMinoltaApi.h"
 #include "IMinolta.h"
 
 // The facade the host holds: forwards every call to the detector's current driver.
@@ -21,5 +22,3 @@ public:
     unsigned long UnregisterWatcher(IMinoltaWatcher* watcher) override;
     virtual unsigned long ZeroCalibrate();
 };
-
-extern "C" __attribute__((visibility("default"))) unsigned long CreateChromameterMinolta(IMinolta** out);
