@@ -1,17 +1,192 @@
 #include "LuminanceMeter.h"
 
-// Placeholder until this family's protocol is implemented: it never recognises an instrument.
-CLuminanceMeter::CLuminanceMeter() {}
+#include "DriverSupport.h"
+#include "LuminanceFrames.h"
+#include "MinoltaVistor.h"
+
+#include <QByteArray>
+
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+namespace {
+// Reply budgets: an exchange's answer comes at once; a status reply may take a little longer.
+const int kReplyTries = 3;
+const int kReplyWaitMs = 100;
+const int kStatusTries = 3;
+const int kStatusWaitMs = 200;
+// Status replies read after each status request.
+const int kStatusRepliesPerRequest = 2;
+// Polling rounds before the read-out gives up waiting for a successful one.
+const int kPollingAttempts = 2;
+const int kAfterPollingMs = 100;
+} // namespace
+
+CLuminanceMeter::CLuminanceMeter() : m_bStaleReplies(false) {
+    m_bConnected = false;
+    m_bMeasuring = false;
+    m_bMeasureSucceed = false;
+    m_bReaded = false;
+    m_nType = 2;
+}
+
 CLuminanceMeter::~CLuminanceMeter() {}
-unsigned long CLuminanceMeter::Connect() { return RESULT_FAIL; }
-unsigned long CLuminanceMeter::Disconnect() { return RESULT_FAIL; }
-unsigned long CLuminanceMeter::Measure(bool) { return RESULT_OK; }
-double CLuminanceMeter::ReadLastestData() { return -1.0; }
-unsigned long CLuminanceMeter::ReadLvXy(SChromameterMeasureData&) { return RESULT_FAIL; }
-unsigned long CLuminanceMeter::ReadSpectralData(QList<float>&, int&, int&) { return RESULT_FAIL; }
-unsigned long CLuminanceMeter::ReadMeasureData(double&, double&, double&, double&, double&, double&, double&) {
+
+void CLuminanceMeter::DrainStaleReplies() {
+    if (!m_bStaleReplies)
+        return;
+    m_bStaleReplies = false;
+    // One read with no waiting budget takes whatever is in the receive buffer or still pending on the
+    // port, and keeps taking it until the line has been quiet for one port read.
+    QByteArray stale;
+    DriverRead(0, 0, &stale);
+}
+
+unsigned long CLuminanceMeter::DoExcute(char (*commands)[100], char (*replies)[200], int count) {
+    if (count < 1)
+        return RESULT_OK;
+    DrainStaleReplies();
+    for (int i = 0; i < count; ++i) {
+        if (!DriverSend(commands[i], LUMINANCE_COMMAND_SIZE))
+            return RESULT_FAIL;
+        QByteArray reply;
+        if (!DriverRead(kReplyTries, kReplyWaitMs, &reply))
+            return RESULT_FAIL;
+        // Byte for byte, zero padding included; whatever follows the 200th byte is not looked at.
+        if (!LuminanceReplyMatches(reply, replies[i]))
+            return RESULT_FAIL;
+    }
+    return RESULT_OK;
+}
+
+unsigned long CLuminanceMeter::Connect() {
+    const LuminanceFrameTables& tables = LuminanceTables();
+    char commands[3][100];
+    char replies[3][200];
+    std::memcpy(commands, tables.connectCommands, sizeof commands);
+    std::memcpy(replies, tables.connectReplies, sizeof replies);
+    const unsigned long result = DoExcute(commands, replies, 3);
+    // The connected flag stays as it is: this instrument is known to be there only by its answers.
+    if (result == RESULT_OK)
+        CMinoltaVistor::GetInstance()->NotifyAll_Connected();
+    return result;
+}
+
+unsigned long CLuminanceMeter::Disconnect() {
+    const LuminanceFrameTables& tables = LuminanceTables();
+    char commands[3][100];
+    char replies[3][200];
+    std::memcpy(commands, tables.disconnectCommands, sizeof commands);
+    std::memcpy(replies, tables.disconnectReplies, sizeof replies);
+    const unsigned long result = DoExcute(commands, replies, 3);
+    if (result == RESULT_OK)
+        CMinoltaVistor::GetInstance()->NotifyAll_Disconnected();
+    // The port is given up whether or not the instrument answered.
+    DriverClosePort();
+    return result;
+}
+
+unsigned long CLuminanceMeter::Measure(bool) {
+    const LuminanceFrameTables& tables = LuminanceTables();
+    char commands[1][100];
+    char replies[1][200];
+    std::memcpy(commands, tables.measureCommands, sizeof commands);
+    std::memcpy(replies, tables.measureReplies, sizeof replies);
+    if (DoExcute(commands, replies, 1) == RESULT_OK) {
+        CMinoltaVistor::GetInstance()->NotifyAll_MeasureFinished();
+        return RESULT_OK;
+    }
+    CMinoltaVistor::GetInstance()->NotifyAll_MeasureFailed(RESULT_FAIL);
     return RESULT_FAIL;
 }
-unsigned long CLuminanceMeter::RegisterWatcher(IMinoltaWatcher*) { return RESULT_NOT_SUPPORTED; }
-unsigned long CLuminanceMeter::UnregisterWatcher(IMinoltaWatcher*) { return RESULT_NOT_SUPPORTED; }
-unsigned long CLuminanceMeter::Polling() { return RESULT_FAIL; }
+
+unsigned long CLuminanceMeter::Polling() {
+    DrainStaleReplies();
+    const char* command = LuminanceTables().pollingCommand;
+    bool sent = false;
+    // Deliberately unbounded: the instrument decides when the measurement is over.
+    do {
+        sent = DriverSend(command, LUMINANCE_COMMAND_SIZE);
+        for (int n = 0; n < kStatusRepliesPerRequest; ++n) {
+            QByteArray reply;
+            if (!DriverRead(kStatusTries, kStatusWaitMs, &reply))
+                break;
+            // Anything but a status reply still counts against the two.
+            if (!LuminanceReplyHasOpcode(reply, "STSG"))
+                continue;
+            const unsigned status = LuminanceReplyStatus(reply);
+            if (status == LUMINANCE_STATUS_RUNNING) {
+                m_bMeasuring = true;
+            } else if (status == LUMINANCE_STATUS_FINISHED) {
+                m_bMeasuring = false;
+                m_bMeasureSucceed = true;
+            }
+        }
+    } while (!m_bMeasureSucceed && sent);
+    return sent ? RESULT_OK : RESULT_FAIL;
+}
+
+double CLuminanceMeter::ReadLastestData() {
+    for (int attempt = 0; attempt < kPollingAttempts; ++attempt) {
+        m_bMeasuring = true;
+        m_bMeasureSucceed = false;
+        const unsigned long polled = Polling();
+        std::this_thread::sleep_for(std::chrono::milliseconds(kAfterPollingMs));
+        if (polled == RESULT_OK)
+            break;
+    }
+
+    const LuminanceFrameTables& tables = LuminanceTables();
+    bool failed = !DriverSend(tables.readCommands[0], LUMINANCE_COMMAND_SIZE);
+    double reading = 0.0;
+    QByteArray reply;
+    if (!DriverRead(kReplyTries, kReplyWaitMs, &reply)) {
+        failed = true;
+    } else if (!LuminanceReplyMatches(reply, tables.readFirstReply)) {
+        // A reply too short to hold the reading brings none back.
+        if (!LuminanceReplyReading(reply, &reading))
+            reading = 0.0;
+    }
+
+    double result = -1.0;
+    if (failed)
+        return result;
+    // The other three parts of the read-out are sent without reading their replies; whatever the
+    // instrument answers to them is thrown away before the next exchange.
+    m_bStaleReplies = true;
+    if (!DriverSend(tables.readCommands[1], LUMINANCE_COMMAND_SIZE))
+        return -1.0;
+    if (!DriverSend(tables.readCommands[2], LUMINANCE_COMMAND_SIZE))
+        return -1.0;
+    if (DriverSend(tables.readCommands[3], LUMINANCE_COMMAND_SIZE))
+        result = reading;
+    return result;
+}
+
+unsigned long CLuminanceMeter::ReadLvXy(SChromameterMeasureData&) {
+    // Luminance only: no chromaticity to give.
+    return RESULT_FAIL;
+}
+
+unsigned long CLuminanceMeter::ReadSpectralData(QList<float>&, int&, int&) {
+    return RESULT_FAIL;
+}
+
+unsigned long CLuminanceMeter::ReadMeasureData(double&, double&, double&, double&, double&, double&,
+                                               double&) {
+    return RESULT_NOT_AVAILABLE;
+}
+
+unsigned long CLuminanceMeter::RegisterWatcher(IMinoltaWatcher*) {
+    // Watchers are kept by the registry, reached through the facade.
+    return RESULT_NOT_SUPPORTED;
+}
+
+unsigned long CLuminanceMeter::UnregisterWatcher(IMinoltaWatcher*) {
+    return RESULT_NOT_SUPPORTED;
+}
+
+unsigned long CLuminanceMeter::ZeroCalibrate() {
+    return RESULT_NOT_AVAILABLE;
+}
