@@ -1,17 +1,202 @@
 #include "ChromameterWuHanJingCe.h"
 
-// Placeholder until this family's protocol is implemented: it never recognises an instrument.
-CChromameterWuHanJingCe::CChromameterWuHanJingCe() {}
-CChromameterWuHanJingCe::~CChromameterWuHanJingCe() {}
-unsigned long CChromameterWuHanJingCe::Connect() { return RESULT_FAIL; }
-unsigned long CChromameterWuHanJingCe::Disconnect() { return RESULT_FAIL; }
-unsigned long CChromameterWuHanJingCe::Measure(bool) { return RESULT_OK; }
-double CChromameterWuHanJingCe::ReadLastestData() { return -1.0; }
-unsigned long CChromameterWuHanJingCe::ReadLvXy(SChromameterMeasureData&) { return RESULT_FAIL; }
-unsigned long CChromameterWuHanJingCe::ReadSpectralData(QList<float>&, int&, int&) { return RESULT_FAIL; }
-unsigned long CChromameterWuHanJingCe::ReadMeasureData(double&, double&, double&, double&, double&, double&, double&) {
-    return RESULT_FAIL;
+#include "CmErrorEncode.h"
+#include "ColourTextExchange.h"
+#include "ColourTextProtocol.h"
+#include "DriverSupport.h"
+#include "MinoltaVistor.h"
+
+#include <QMutexLocker>
+
+namespace {
+
+// Read budgets (tries x wait in ms) of each exchange.
+const int kComOffTries = 3, kComOffWaitMs = 100;
+const int kComOnTries = 3, kComOnWaitMs = 100;
+const int kConnectZeroTries = 100, kConnectZeroWaitMs = 100;
+const int kZeroTries = 100, kZeroWaitMs = 100;
+const int kSignOffTries = 5, kSignOffWaitMs = 100;
+const int kModeTries = 100, kModeWaitMs = 100;
+const int kMeasureTries = 500, kMeasureWaitMs = 250;
+
+const char kComOn[] = "COM,1\r";
+const char kComOff[] = "COM,0\r";
+const char kZero[] = "ZRC\r";
+const char kModeLvxy[] = "MDS,0\r";
+const char kModeTcp[] = "MDS,1\r";
+const char kMeasure[] = "MES\r";
+
+} // namespace
+
+CChromameterWuHanJingCe::CChromameterWuHanJingCe()
+    : m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_dTcp(0.0), m_nReserved(0), m_nLimitTimes(10), m_bReserved(false),
+      m_bMeasureTcp(false) {
+    m_nType = 4;
+    m_bConnected = false;
+    m_bMeasuring = false;
+    m_bMeasureSucceed = false;
+    m_bReaded = false;
 }
-unsigned long CChromameterWuHanJingCe::RegisterWatcher(IMinoltaWatcher*) { return RESULT_NOT_SUPPORTED; }
-unsigned long CChromameterWuHanJingCe::UnregisterWatcher(IMinoltaWatcher*) { return RESULT_NOT_SUPPORTED; }
-unsigned long CChromameterWuHanJingCe::MeasurementDataRead(char**, int, int, int) { return RESULT_FAIL; }
+
+CChromameterWuHanJingCe::~CChromameterWuHanJingCe() {}
+
+unsigned long CChromameterWuHanJingCe::Connect() {
+    // Leaving remote mode first resets an instrument left in it; whether it answers only shows in
+    // the result.
+    const unsigned long comOffOutcome =
+        DriverSendAndRead(kComOff, 6, kComOffTries, kComOffWaitMs, nullptr) ? RESULT_OK : RESULT_FAIL;
+
+    if (!DriverSend(kComOn, 6))
+        return RESULT_FAIL;
+    if (!DriverRead(kComOnTries, kComOnWaitMs, nullptr))
+        return RESULT_FAIL;
+
+    bool sent = false;
+    QByteArray zeroReply;
+    const bool zeroAnswered =
+        ColourDatedZeroCalibration('\r', kConnectZeroTries, kConnectZeroWaitMs, &sent, &zeroReply);
+    const unsigned long outcome = zeroAnswered ? comOffOutcome : RESULT_FAIL;
+
+    // This instrument proves itself by its zero-calibration answer.
+    if (!sent || DriverReplyStatus(zeroReply) != 0)
+        return RESULT_FAIL;
+
+    CMinoltaVistor::GetInstance()->NotifyAll_Connected();
+    m_bConnected = true;
+    return outcome;
+}
+
+unsigned long CChromameterWuHanJingCe::Disconnect() {
+    unsigned long result = RESULT_FAIL;
+    if (ColourSignOff(kComOff, 6, kSignOffTries, kSignOffWaitMs)) {
+        m_bConnected = false;
+        CMinoltaVistor::GetInstance()->NotifyAll_Disconnected();
+        result = RESULT_OK;
+    }
+    // The port is released whatever the instrument said.
+    DriverClosePort();
+    m_bConnected = false;
+    return result;
+}
+
+unsigned long CChromameterWuHanJingCe::Measure(bool bTcp) {
+    QMutexLocker locker(&m_mutex);
+    m_bMeasureSucceed = false;
+    m_bMeasureTcp = bTcp;
+    ColourStartDetached([this] { MeasureThread(this); });
+    return RESULT_OK;
+}
+
+unsigned long CChromameterWuHanJingCe::MeasureThread(void* self) {
+    CChromameterWuHanJingCe* driver = static_cast<CChromameterWuHanJingCe*>(self);
+    ColourMeasureFlags flags = {&driver->m_bMeasuring, &driver->m_bMeasureSucceed, &driver->m_bReaded,
+                                &driver->m_bConnected};
+    return ColourRunMeasurement(flags, [driver] {
+        if (!driver->ChangeDisplayMode(kModeLvxy) || !driver->DoMeasureLvxy())
+            return false;
+        // The instrument stays in the colour-temperature mode afterwards.
+        return !driver->m_bMeasureTcp || (driver->ChangeDisplayMode(kModeTcp) && driver->DoMeasureTcp());
+    });
+}
+
+unsigned long CChromameterWuHanJingCe::ZeroCalibrate() {
+    ColourStartDetached([this] { ZeroCalibrateThread(this); });
+    return RESULT_OK;
+}
+
+unsigned long CChromameterWuHanJingCe::ZeroCalibrateThread(void* self) {
+    CChromameterWuHanJingCe* driver = static_cast<CChromameterWuHanJingCe*>(self);
+    QMutexLocker locker(&driver->m_mutex);
+    QByteArray reply;
+    const bool answered = DriverSendAndRead(kZero, 4, kZeroTries, kZeroWaitMs, &reply);
+    const unsigned long result = answered ? RESULT_OK : RESULT_FAIL;
+    // A zero calibration that failed is reported to nobody.
+    if (answered && DriverReplyStatus(reply) == 0)
+        CMinoltaVistor::GetInstance()->NotifyAll_ZeroCalibrated(result);
+    return result;
+}
+
+bool CChromameterWuHanJingCe::ChangeDisplayMode(const char* command) {
+    return ColourChangeDisplayMode(command, m_nLimitTimes, kModeTries, kModeWaitMs);
+}
+
+bool CChromameterWuHanJingCe::DoMeasureLvxy() {
+    m_bMeasuring = true;
+    return ColourMeasureExchange(kMeasure, 4, m_nLimitTimes, kMeasureTries, kMeasureWaitMs,
+                                 [this](const QByteArray& reply) {
+                                     if (ColourReplyContains(reply, "OK00")) {
+                                         if (JingceParseLvxy(ColourReplyText(reply), &m_dX, &m_dY, &m_dLv))
+                                             return true;
+                                         m_dX = m_dY = m_dLv = 0.0;
+                                         return false;
+                                     }
+                                     m_dX = m_dY = m_dLv = 0.0;
+                                     if (ColourReplyContains(reply, "OK04"))
+                                         return true;
+                                     if (ColourReplyContains(reply, "OK02")) {
+                                         // Only starts the zero calibration; the measurement goes on.
+                                         ZeroCalibrate();
+                                         return true;
+                                     }
+                                     return false;
+                                 });
+}
+
+bool CChromameterWuHanJingCe::DoMeasureTcp() {
+    return ColourMeasureExchange(kMeasure, 4, m_nLimitTimes, kMeasureTries, kMeasureWaitMs,
+                                 [this](const QByteArray& reply) {
+                                     if (ColourReplyContains(reply, "OK00")) {
+                                         if (JingceParseTcp(ColourReplyText(reply), &m_dTcp))
+                                             return true;
+                                         m_dTcp = 0.0;
+                                         return false;
+                                     }
+                                     m_dTcp = 0.0;
+                                     if (ColourReplyContains(reply, "OK02")) {
+                                         ZeroCalibrate();
+                                         return true;
+                                     }
+                                     return false;
+                                 });
+}
+
+double CChromameterWuHanJingCe::ReadLastestData() {
+    SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
+    ReadLvXy(data);
+    return -1.0;
+}
+
+unsigned long CChromameterWuHanJingCe::ReadLvXy(SChromameterMeasureData& data) {
+    if (!m_bMeasureSucceed || !m_bReaded)
+        return RESULT_FAIL;
+    data.x = static_cast<float>(m_dX);
+    data.y = static_cast<float>(m_dY);
+    data.Lv = static_cast<float>(m_dLv);
+    data.Tcp = static_cast<float>(m_dTcp);
+    return RESULT_OK;
+}
+
+unsigned long CChromameterWuHanJingCe::ReadSpectralData(QList<float>&, int&, int&) {
+    return RESULT_NOT_SUPPORTED;
+}
+
+unsigned long CChromameterWuHanJingCe::ReadMeasureData(double&, double&, double&, double&, double&, double&,
+                                                       double&) {
+    return RESULT_NOT_SUPPORTED;
+}
+
+unsigned long CChromameterWuHanJingCe::MeasurementDataRead(char**, int, int, int) {
+    return RESULT_NOT_SUPPORTED;
+}
+
+unsigned long CChromameterWuHanJingCe::RegisterWatcher(IMinoltaWatcher*) {
+    return RESULT_NOT_SUPPORTED;
+}
+
+unsigned long CChromameterWuHanJingCe::UnregisterWatcher(IMinoltaWatcher*) {
+    return RESULT_NOT_SUPPORTED;
+}
+
+void CChromameterWuHanJingCe::SetLimitTimes(int n) {
+    m_nLimitTimes = n;
+}

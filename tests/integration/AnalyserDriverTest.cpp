@@ -1,0 +1,484 @@
+#include "AnalyserModel.h"
+#include "ChromameterDetector.h"
+#include "ChromameterMinoltaCas40.h"
+#include "MinoltaVistor.h"
+#include "ScriptedInstrument.h"
+#include "TestSupport.h"
+
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QSerialPort>
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace {
+
+const QByteArray kOk("OK00\r\n");
+const QByteArray kEightFields("OK00,1,2,0.3127,0.3290,120.5,6,7\r\n");
+const QByteArray kSevenFields("OK00,1,2,0.3127,0.3290,120.5,6\r\n");
+
+// Gives the tests a view of the driver's own state.
+class ProbedCas40 : public CChromameterMinoltaCas40 {
+public:
+    double lv() const { return m_dLv; }
+    double x() const { return m_dX; }
+    double y() const { return m_dY; }
+    double tcp() const { return m_dTcp; }
+    bool busy() const { return m_bMeasuring; }
+    int type() const { return m_nType; }
+    int limitTimes() const { return m_nLimitTimes; }
+};
+
+bool openDetectorPort(const QString& path) {
+    return CChromameterDetector::GetInstance()->m_port.Open(path, QSerialPort::Baud9600,
+                                                            QSerialPort::NoParity, QSerialPort::Data8,
+                                                            QSerialPort::OneStop, QSerialPort::NoFlowControl);
+}
+
+// The moment now, to the second, as the instrument's date stamp carries it.
+QDateTime nowToTheSecond() {
+    QDateTime now = QDateTime::currentDateTime();
+    now.setTime(QTime(now.time().hour(), now.time().minute(), now.time().second()));
+    return now;
+}
+
+// Checks a "yyyy,MM,dd,hh,mm,ss" stamp lies between two moments.
+void expectStampBetween(const QByteArray& stamp, const QDateTime& before, const QDateTime& after) {
+    ASSERT_EQ(stamp.size(), 19) << stamp.constData();
+    const QDateTime when =
+        QDateTime::fromString(QString::fromLatin1(stamp), QStringLiteral("yyyy,MM,dd,hh,mm,ss"));
+    ASSERT_TRUE(when.isValid()) << stamp.constData();
+    EXPECT_LE(before, when) << stamp.constData();
+    EXPECT_LE(when, after) << stamp.constData();
+}
+
+template <typename Sim> class DriverFixture : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(sim.start());
+        ASSERT_TRUE(openDetectorPort(sim.portPath()));
+        CMinoltaVistor::GetInstance()->Register(&watcher);
+    }
+
+    void TearDown() override {
+        // Let a worker that has just notified return before the driver and the watcher go away.
+        waitUntil([&] { return !driver.busy(); }, 15000);
+        pumpEvents(50);
+        CMinoltaVistor::GetInstance()->Unregister(&watcher);
+    }
+
+    // Pumps the event loop (the worker's writes are queued to this thread) until the measurement's
+    // outcome reaches the watcher.
+    bool waitForOutcome(int timeoutMs = 10000) {
+        return waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, timeoutMs);
+    }
+
+    // One measurement from start to its outcome, with the watcher's record cleared first.
+    QString measure(bool tcp) {
+        watcher.clear();
+        EXPECT_EQ(driver.Measure(tcp), RESULT_OK);
+        if (!waitForOutcome())
+            return QString();
+        waitUntil([&] { return !driver.busy(); }, 1000);
+        return watcher.last();
+    }
+
+    Sim sim;
+    RecordingWatcher watcher;
+    ProbedCas40 driver;
+};
+
+using AnalyserDriver = DriverFixture<AnalyserModel>;
+using AnalyserConversation = DriverFixture<ScriptedInstrument>;
+
+} // namespace
+
+TEST_F(AnalyserDriver, ConstructedDriverIsIdleWithTypeOneAndLimitOfTen) {
+    EXPECT_EQ(driver.type(), 1);
+    EXPECT_EQ(driver.limitTimes(), 10);
+    EXPECT_EQ(driver.lv(), 0.0);
+    EXPECT_EQ(driver.x(), 0.0);
+    EXPECT_EQ(driver.y(), 0.0);
+    EXPECT_FALSE(driver.IsConnected());
+    EXPECT_FALSE(driver.IsMeasureSucced());
+    EXPECT_FALSE(driver.IsReaded());
+}
+
+TEST_F(AnalyserDriver, ConnectEntersRemoteModeThenZeroCalibratesWithTheClock) {
+    const QDateTime before = nowToTheSecond();
+    EXPECT_EQ(driver.Connect(), RESULT_OK);
+    const QDateTime after = nowToTheSecond();
+    EXPECT_TRUE(driver.IsConnected());
+    EXPECT_TRUE(sim.inRemoteMode());
+
+    const QByteArray received = sim.received();
+    ASSERT_TRUE(received.startsWith("COM,1\nZRC,1,")) << received.constData();
+    EXPECT_TRUE(received.endsWith('\n'));
+    EXPECT_EQ(received.size(), 6 + 26);
+    EXPECT_EQ(sim.zeroCalibrationCount(), 1);
+    expectStampBetween(sim.lastZeroCalibrationDate(), before, after);
+}
+
+TEST_F(AnalyserDriver, ConnectTellsWatchersOnTheCallersThreadBeforeMarkingConnected) {
+    int seenConnected = -1;
+    watcher.onEvent = [&](const QString& name) {
+        if (name == "connected")
+            seenConnected = driver.IsConnected() ? 1 : 0;
+    };
+    EXPECT_EQ(driver.Connect(), RESULT_OK);
+    watcher.onEvent = nullptr;
+    ASSERT_EQ(watcher.count("connected"), 1);
+    EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
+    EXPECT_EQ(seenConnected, 0);
+    EXPECT_TRUE(driver.IsConnected());
+}
+
+TEST_F(AnalyserDriver, LuminanceAndChromaticityMeasurementIsStoredAndAnnounced) {
+    ASSERT_EQ(driver.Connect(), RESULT_OK);
+    sim.clearRecord();
+    EXPECT_EQ(measure(false), QStringLiteral("finished"));
+    EXPECT_NE(watcher.events()[0].thread, std::this_thread::get_id());
+    EXPECT_EQ(sim.received(), QByteArray("MDS,0\nMES,1\n"));
+
+    SChromameterMeasureData data = {-1.0f, -1.0f, -1.0f, 42.0f};
+    ASSERT_EQ(driver.ReadLvXy(data), RESULT_OK);
+    EXPECT_FLOAT_EQ(data.x, 0.3127f);
+    EXPECT_FLOAT_EQ(data.y, 0.3290f);
+    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
+    EXPECT_TRUE(driver.IsMeasureSucced());
+    EXPECT_TRUE(driver.IsReaded());
+}
+
+TEST_F(AnalyserDriver, ColourTemperatureMeasurementSwitchesModeAndReadsFieldThree) {
+    EXPECT_EQ(measure(true), QStringLiteral("finished"));
+    EXPECT_EQ(sim.received(), QByteArray("MDS,0\nMES,1\nMDS,1\nMES,1\n"));
+    // The instrument is left in the colour-temperature mode.
+    EXPECT_EQ(sim.displayMode(), 1);
+
+    SChromameterMeasureData data = {0, 0, 0, 0};
+    ASSERT_EQ(driver.ReadLvXy(data), RESULT_OK);
+    EXPECT_FLOAT_EQ(data.Tcp, 6504.0f);
+    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
+    EXPECT_FLOAT_EQ(data.x, 0.3127f);
+    EXPECT_FLOAT_EQ(data.y, 0.3290f);
+}
+
+TEST_F(AnalyserDriver, MeasurementWithoutColourTemperatureKeepsTheLastOne) {
+    ASSERT_EQ(measure(true), QStringLiteral("finished"));
+    SimReading reading;
+    reading.Tcp = 3000;
+    reading.Lv = 50;
+    sim.setReading(reading);
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
+    SChromameterMeasureData data = {0, 0, 0, 0};
+    ASSERT_EQ(driver.ReadLvXy(data), RESULT_OK);
+    EXPECT_FLOAT_EQ(data.Tcp, 6504.0f);
+    EXPECT_FLOAT_EQ(data.Lv, 50.0f);
+}
+
+TEST_F(AnalyserDriver, Ok04ReplySucceedsWithZeroValues) {
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
+    ASSERT_NE(driver.lv(), 0.0);
+    sim.queueMeasureReply("OK04");
+    EXPECT_EQ(measure(false), QStringLiteral("finished"));
+    SChromameterMeasureData data = {-1, -1, -1, -1};
+    ASSERT_EQ(driver.ReadLvXy(data), RESULT_OK);
+    EXPECT_EQ(data.x, 0.0f);
+    EXPECT_EQ(data.y, 0.0f);
+    EXPECT_EQ(data.Lv, 0.0f);
+}
+
+TEST_F(AnalyserDriver, Ok02ReplyZeroCalibratesAtOnceThenSucceedsWithZeroValues) {
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
+    sim.clearRecord();
+    sim.queueMeasureReply("OK02");
+    int zeroCalibrationsWhenFinished = -1;
+    watcher.onEvent = [&](const QString& name) {
+        if (name == "finished")
+            zeroCalibrationsWhenFinished = sim.zeroCalibrationCount();
+    };
+    const QDateTime before = nowToTheSecond();
+    EXPECT_EQ(measure(false), QStringLiteral("finished"));
+    const QDateTime after = nowToTheSecond();
+    watcher.onEvent = nullptr;
+    // The zero calibration was a whole exchange inside the measurement, before its outcome.
+    EXPECT_EQ(zeroCalibrationsWhenFinished, 1);
+    const QByteArray received = sim.received();
+    EXPECT_TRUE(received.startsWith("MDS,0\nMES,1\nZRC,1,")) << received.constData();
+    expectStampBetween(sim.lastZeroCalibrationDate(), before, after);
+    EXPECT_EQ(driver.lv(), 0.0);
+    EXPECT_EQ(driver.x(), 0.0);
+    EXPECT_EQ(driver.y(), 0.0);
+    EXPECT_TRUE(driver.IsReaded());
+}
+
+TEST_F(AnalyserDriver, Er10ReplyFailsTheMeasurement) {
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
+    sim.queueMeasureReply("ER10");
+    EXPECT_EQ(measure(false), QStringLiteral("failed"));
+    EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
+    EXPECT_EQ(driver.lv(), 0.0);
+    EXPECT_EQ(driver.x(), 0.0);
+    EXPECT_EQ(driver.y(), 0.0);
+    EXPECT_FALSE(driver.IsMeasureSucced());
+    EXPECT_FALSE(driver.IsReaded());
+    SChromameterMeasureData data = {7, 7, 7, 7};
+    EXPECT_EQ(driver.ReadLvXy(data), RESULT_FAIL);
+    EXPECT_EQ(data.Lv, 7.0f);
+}
+
+TEST_F(AnalyserDriver, Ok04DuringColourTemperatureReadFails) {
+    // Field 3 of the luminance reading is fine; the colour-temperature reply "OK04" is not accepted.
+    sim.queueMeasureReply(sim.measurementLine(0).trimmed());
+    sim.queueMeasureReply("OK04");
+    EXPECT_EQ(measure(true), QStringLiteral("failed"));
+    EXPECT_EQ(driver.tcp(), 0.0);
+    EXPECT_FALSE(driver.IsReaded());
+}
+
+TEST_F(AnalyserDriver, LimitOfOneFailsEveryMeasurementYetStoresTheValues) {
+    driver.SetLimitTimes(1);
+    EXPECT_EQ(measure(false), QStringLiteral("failed"));
+    EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
+    EXPECT_EQ(driver.lv(), static_cast<double>(120.5f));
+    EXPECT_EQ(driver.x(), static_cast<double>(0.3127f));
+    EXPECT_EQ(driver.y(), static_cast<double>(0.3290f));
+    // The display-mode exchange has no success boundary.
+    EXPECT_TRUE(driver.ChangeDisplayMode("MDS,1\n"));
+    EXPECT_EQ(sim.displayMode(), 1);
+}
+
+TEST_F(AnalyserDriver, ReadLvXyBeforeTheWorkerEndsFails) {
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
+    sim.setMeasureDelayMs(500);
+    watcher.clear();
+    ASSERT_EQ(driver.Measure(false), RESULT_OK);
+    SChromameterMeasureData data = {9, 9, 9, 9};
+    EXPECT_EQ(driver.ReadLvXy(data), RESULT_FAIL);
+    EXPECT_EQ(data.Lv, 9.0f);
+    double v1 = 1, v2 = 2, v3 = 3, Lv = 4, x = 5, y = 6, v7 = 7;
+    EXPECT_EQ(driver.ReadMeasureData(v1, v2, v3, Lv, x, y, v7), RESULT_FAIL);
+    EXPECT_EQ(Lv, 4.0);
+    // While the worker runs, the measurement counts as succeeding, whatever its outcome will be.
+    ASSERT_TRUE(waitUntil([&] { return driver.busy(); }, 2000));
+    EXPECT_TRUE(driver.IsMeasureSucced());
+    ASSERT_TRUE(waitForOutcome());
+    EXPECT_EQ(watcher.last(), QStringLiteral("finished"));
+    waitUntil([&] { return !driver.busy(); }, 1000);
+    EXPECT_EQ(driver.ReadLvXy(data), RESULT_OK);
+    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
+}
+
+TEST_F(AnalyserDriver, ReadLastestDataIsMinusOneWhateverWasMeasured) {
+    EXPECT_EQ(driver.ReadLastestData(), -1.0);
+    ASSERT_EQ(measure(true), QStringLiteral("finished"));
+    EXPECT_EQ(driver.ReadLastestData(), -1.0);
+    // The record it reads into is its own; the stored values stay as they were.
+    SChromameterMeasureData data = {0, 0, 0, 0};
+    EXPECT_EQ(driver.ReadLvXy(data), RESULT_OK);
+    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
+}
+
+TEST_F(AnalyserDriver, ReadMeasureDataFillsOnlyLuminanceAndChromaticity) {
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
+    double v1 = 1, v2 = 2, v3 = 3, Lv = 4, x = 5, y = 6, v7 = 7;
+    ASSERT_EQ(driver.ReadMeasureData(v1, v2, v3, Lv, x, y, v7), RESULT_OK);
+    EXPECT_EQ(Lv, static_cast<double>(120.5f));
+    EXPECT_EQ(x, static_cast<double>(0.3127f));
+    EXPECT_EQ(y, static_cast<double>(0.3290f));
+    EXPECT_EQ(v1, 1.0);
+    EXPECT_EQ(v2, 2.0);
+    EXPECT_EQ(v3, 3.0);
+    EXPECT_EQ(v7, 7.0);
+}
+
+TEST_F(AnalyserDriver, ReadsBeforeAnyMeasurementFail) {
+    SChromameterMeasureData data = {1, 2, 3, 4};
+    EXPECT_EQ(driver.ReadLvXy(data), RESULT_FAIL);
+    EXPECT_EQ(data.x, 1.0f);
+    double v = 0;
+    EXPECT_EQ(driver.ReadMeasureData(v, v, v, v, v, v, v), RESULT_FAIL);
+}
+
+TEST_F(AnalyserDriver, StubsAnswerTheirFixedCodes) {
+    QList<float> values{1.0f};
+    int start = 5, end = 6;
+    EXPECT_EQ(driver.ReadSpectralData(values, start, end), RESULT_NOT_AVAILABLE);
+    EXPECT_EQ(values.size(), 1);
+    EXPECT_EQ(start, 5);
+    EXPECT_EQ(end, 6);
+    char* reply = nullptr;
+    EXPECT_EQ(driver.MeasurementDataRead(&reply, 1, 2, 3), 1UL);
+    EXPECT_EQ(reply, nullptr);
+    RecordingWatcher other;
+    const int before = CMinoltaVistor::GetInstance()->m_watchers.size();
+    EXPECT_EQ(driver.RegisterWatcher(&other), RESULT_NOT_SUPPORTED);
+    EXPECT_EQ(CMinoltaVistor::GetInstance()->m_watchers.size(), before);
+    EXPECT_EQ(driver.UnregisterWatcher(&watcher), RESULT_NOT_SUPPORTED);
+    EXPECT_EQ(CMinoltaVistor::GetInstance()->m_watchers.size(), before);
+    pumpEvents(50);
+    EXPECT_TRUE(sim.received().isEmpty());
+}
+
+TEST_F(AnalyserDriver, ZeroCalibrateSendsTheDatedCommandAndWaitsForTheAnswer) {
+    const QDateTime before = nowToTheSecond();
+    EXPECT_EQ(driver.ZeroCalibrate(), RESULT_OK);
+    const QDateTime after = nowToTheSecond();
+    EXPECT_EQ(sim.zeroCalibrationCount(), 1);
+    expectStampBetween(sim.lastZeroCalibrationDate(), before, after);
+    EXPECT_FALSE(driver.IsConnected());
+    EXPECT_EQ(watcher.events().size(), 0u);
+}
+
+TEST_F(AnalyserDriver, DisconnectLeavesRemoteModeTellsWatchersAndClosesThePort) {
+    ASSERT_EQ(driver.Connect(), RESULT_OK);
+    watcher.clear();
+    sim.clearRecord();
+    EXPECT_EQ(driver.Disconnect(), RESULT_OK);
+    EXPECT_EQ(sim.received(), QByteArray("COM,0\n"));
+    EXPECT_FALSE(sim.inRemoteMode());
+    EXPECT_FALSE(driver.IsConnected());
+    ASSERT_EQ(watcher.count("disconnected"), 1);
+    EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
+    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+}
+
+TEST_F(AnalyserDriver, LostPortDuringMeasurementIsReportedAndDisconnects) {
+    ASSERT_EQ(driver.Connect(), RESULT_OK);
+    sim.setFault(SimFault::UnplugDuringMeasure);
+    EXPECT_EQ(measure(false), QStringLiteral("failed"));
+    EXPECT_EQ(watcher.events().back().code, RESULT_PORT_LOST);
+    EXPECT_FALSE(driver.IsConnected());
+    // A worker hands the close over to the port's own thread.
+    EXPECT_TRUE(waitUntil([] { return !CChromameterDetector::GetInstance()->m_port.IsOpen(); }, 2000));
+}
+
+TEST_F(AnalyserConversation, EightFieldReplyIsStoredThroughSinglePrecision) {
+    sim.on("MDS,0\n", kOk);
+    sim.on("MES,1\n", kEightFields);
+    EXPECT_EQ(measure(false), QStringLiteral("finished"));
+    EXPECT_EQ(driver.x(), static_cast<double>(0.3127f));
+    EXPECT_EQ(driver.y(), static_cast<double>(0.3290f));
+    EXPECT_EQ(driver.lv(), static_cast<double>(120.5f));
+    EXPECT_NE(driver.x(), 0.3127);
+    SChromameterMeasureData data = {0, 0, 0, 0};
+    ASSERT_EQ(driver.ReadLvXy(data), RESULT_OK);
+    EXPECT_EQ(data.x, 0.3127f);
+    EXPECT_EQ(data.y, 0.3290f);
+    EXPECT_EQ(data.Lv, 120.5f);
+}
+
+TEST_F(AnalyserConversation, SevenFieldReplyStoresZerosAndFails) {
+    sim.on("MDS,0\n", kOk);
+    sim.on("MES,1\n", kEightFields, 0, 1);
+    sim.on("MES,1\n", kSevenFields);
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
+    ASSERT_NE(driver.lv(), 0.0);
+    EXPECT_EQ(measure(false), QStringLiteral("failed"));
+    EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
+    EXPECT_EQ(driver.x(), 0.0);
+    EXPECT_EQ(driver.y(), 0.0);
+    EXPECT_EQ(driver.lv(), 0.0);
+    EXPECT_FALSE(driver.IsReaded());
+    EXPECT_FALSE(driver.IsMeasureSucced());
+}
+
+TEST_F(AnalyserConversation, DisplayModeRefusedEndsTheMeasurementBeforeMeasuring) {
+    sim.on("MDS,0\n", "ER10\r\n");
+    sim.on("MES,1\n", kEightFields);
+    EXPECT_EQ(measure(false), QStringLiteral("failed"));
+    EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
+    EXPECT_EQ(sim.countReceived("MES,1\n"), 0);
+    EXPECT_FALSE(driver.IsReaded());
+}
+
+TEST_F(AnalyserConversation, DisplayModeAcceptsOk00AnywhereInTheReply) {
+    sim.on("MDS,0\n", "\r\nxOK00\r\n");
+    EXPECT_TRUE(driver.ChangeDisplayMode("MDS,0\n"));
+}
+
+TEST_F(AnalyserConversation, LimitOfZeroSendsTheDisplayModeAndFailsWithoutReading) {
+    sim.on("MDS,0\n", kOk);
+    driver.SetLimitTimes(0);
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_FALSE(driver.ChangeDisplayMode("MDS,0\n"));
+    EXPECT_LT(timer.elapsed(), 200);
+    EXPECT_TRUE(waitUntil([&] { return sim.received() == "MDS,0\n"; }, 2000)) << sim.received().constData();
+    // The answer is still waiting in the port: nobody read it.
+    char buffer[64] = {0};
+    unsigned int got = 0;
+    waitUntil(
+        [&] {
+            got += CChromameterDetector::GetInstance()->m_port.Read(buffer + got, sizeof buffer - 1 - got);
+            return got >= 6;
+        },
+        2000);
+    EXPECT_EQ(QByteArray(buffer), kOk);
+}
+
+TEST_F(AnalyserConversation, ErrorToRemoteCommandFailsConnectAfterTheZeroCalibrationWasSent) {
+    sim.on("COM,1\n", "ER00\r\n");
+    sim.on("ZRC,1,", kOk);
+    EXPECT_EQ(driver.Connect(), RESULT_FAIL);
+    EXPECT_FALSE(driver.IsConnected());
+    EXPECT_EQ(watcher.count("connected"), 0);
+    const QByteArray received = sim.received();
+    EXPECT_TRUE(received.startsWith("COM,1\nZRC,1,")) << received.constData();
+    EXPECT_EQ(sim.countReceived("ZRC,1,"), 1);
+}
+
+TEST_F(AnalyserConversation, UnansweredRemoteCommandFailsConnectWithoutZeroCalibrating) {
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_EQ(driver.Connect(), RESULT_FAIL);
+    // 20 polls of 50 ms.
+    EXPECT_GE(timer.elapsed(), 900);
+    EXPECT_LT(timer.elapsed(), 3000);
+    EXPECT_EQ(sim.received(), QByteArray("COM,1\n"));
+    EXPECT_FALSE(driver.IsConnected());
+}
+
+TEST_F(AnalyserConversation, ZeroCalibrationAnswerIsNotExaminedInConnect) {
+    sim.on("COM,1\n", kOk);
+    sim.on("ZRC,1,", "ER10\r\n");
+    EXPECT_EQ(driver.Connect(), RESULT_OK);
+    EXPECT_TRUE(driver.IsConnected());
+}
+
+TEST_F(AnalyserConversation, ZeroCalibrateSucceedsOnAnyAnswer) {
+    sim.on("ZRC,1,", "ER10\r\n");
+    EXPECT_EQ(driver.ZeroCalibrate(), RESULT_OK);
+}
+
+TEST_F(AnalyserConversation, ZeroCalibrationWithoutAnswerStillConnectsButReportsFailure) {
+    sim.on("COM,1\n", kOk);
+    // The adapter goes before the zero calibration is answered: that read fails at once instead of
+    // after its 30 s budget.
+    sim.unplugOn("ZRC,1,");
+    EXPECT_EQ(driver.Connect(), RESULT_FAIL);
+    EXPECT_TRUE(driver.IsConnected());
+    EXPECT_EQ(watcher.count("connected"), 1);
+    EXPECT_EQ(sim.countReceived("ZRC,1,"), 1);
+}
+
+TEST_F(AnalyserConversation, DisconnectClosesThePortWithoutAnAnswer) {
+    sim.on("COM,1\n", kOk);
+    sim.on("ZRC,1,", kOk);
+    ASSERT_EQ(driver.Connect(), RESULT_OK);
+    watcher.clear();
+    EXPECT_EQ(driver.Disconnect(), RESULT_FAIL);
+    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(driver.IsConnected());
+    EXPECT_EQ(watcher.count("disconnected"), 0);
+    EXPECT_EQ(sim.countReceived("COM,0\n"), 1);
+}
+
+TEST_F(AnalyserConversation, DisconnectRefusedByTheInstrumentStillClosesThePort) {
+    sim.on("COM,0\n", "ER00\r\n");
+    EXPECT_EQ(driver.Disconnect(), RESULT_FAIL);
+    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_EQ(watcher.count("disconnected"), 0);
+}

@@ -1,0 +1,378 @@
+#include "ChromameterDetector.h"
+#include "ChromameterWuHanJingCe.h"
+#include "JingceModel.h"
+#include "MinoltaVistor.h"
+#include "ScriptedInstrument.h"
+#include "TestSupport.h"
+
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QSerialPort>
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace {
+
+const QByteArray kOk("OK00\r\n");
+const QByteArray kGoodReading("OK00 3127;3290;120.5\r\n");
+
+// Gives the tests a view of the driver's own state.
+class ProbedJingce : public CChromameterWuHanJingCe {
+public:
+    double lv() const { return m_dLv; }
+    double x() const { return m_dX; }
+    double y() const { return m_dY; }
+    double tcp() const { return m_dTcp; }
+    bool busy() const { return m_bMeasuring; }
+    int type() const { return m_nType; }
+    int limitTimes() const { return m_nLimitTimes; }
+    // Whether a zero calibration (or the start of a measurement) holds the driver's lock.
+    bool locked() {
+        if (!m_mutex.tryLock())
+            return true;
+        m_mutex.unlock();
+        return false;
+    }
+};
+
+bool openDetectorPort(const QString& path) {
+    return CChromameterDetector::GetInstance()->m_port.Open(path, QSerialPort::Baud115200,
+                                                            QSerialPort::NoParity, QSerialPort::Data8,
+                                                            QSerialPort::OneStop, QSerialPort::NoFlowControl);
+}
+
+QDateTime nowToTheSecond() {
+    QDateTime now = QDateTime::currentDateTime();
+    now.setTime(QTime(now.time().hour(), now.time().minute(), now.time().second()));
+    return now;
+}
+
+template <typename Sim> class DriverFixture : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(sim.start());
+        ASSERT_TRUE(openDetectorPort(sim.portPath()));
+        CMinoltaVistor::GetInstance()->Register(&watcher);
+    }
+
+    void TearDown() override {
+        // Let workers finish (a zero calibration holds the lock for its whole exchange) before the
+        // driver and the watcher go away.
+        waitUntil([&] { return !driver.busy() && !driver.locked(); }, 15000);
+        pumpEvents(50);
+        CMinoltaVistor::GetInstance()->Unregister(&watcher);
+    }
+
+    bool waitForOutcome(int timeoutMs = 10000) {
+        return waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, timeoutMs);
+    }
+
+    QString measure(bool tcp) {
+        watcher.clear();
+        EXPECT_EQ(driver.Measure(tcp), RESULT_OK);
+        if (!waitForOutcome())
+            return QString();
+        waitUntil([&] { return !driver.busy(); }, 1000);
+        return watcher.count("finished") ? QStringLiteral("finished") : QStringLiteral("failed");
+    }
+
+    Sim sim;
+    RecordingWatcher watcher;
+    ProbedJingce driver;
+};
+
+using JingceDriver = DriverFixture<JingceModel>;
+using JingceConversation = DriverFixture<ScriptedInstrument>;
+
+} // namespace
+
+TEST_F(JingceDriver, ConstructedDriverIsIdleWithTypeFourAndLimitOfTen) {
+    EXPECT_EQ(driver.type(), 4);
+    EXPECT_EQ(driver.limitTimes(), 10);
+    EXPECT_EQ(driver.lv(), 0.0);
+    EXPECT_EQ(driver.x(), 0.0);
+    EXPECT_EQ(driver.y(), 0.0);
+    EXPECT_EQ(driver.tcp(), 0.0);
+    EXPECT_FALSE(driver.IsConnected());
+    EXPECT_FALSE(driver.IsMeasureSucced());
+    EXPECT_FALSE(driver.IsReaded());
+}
+
+TEST_F(JingceDriver, ConnectLeavesAndEntersRemoteModeThenZeroCalibratesWithTheClock) {
+    const QDateTime before = nowToTheSecond();
+    EXPECT_EQ(driver.Connect(), RESULT_OK);
+    const QDateTime after = nowToTheSecond();
+    EXPECT_TRUE(driver.IsConnected());
+    const QByteArray received = sim.received();
+    ASSERT_TRUE(received.startsWith("COM,0\rCOM,1\rZRC,1,")) << received.constData();
+    EXPECT_TRUE(received.endsWith('\r'));
+    EXPECT_EQ(received.size(), 6 + 6 + 26);
+    const QDateTime stamp = QDateTime::fromString(QString::fromLatin1(sim.lastZeroCalibrationDate()),
+                                                  QStringLiteral("yyyy,MM,dd,hh,mm,ss"));
+    ASSERT_TRUE(stamp.isValid());
+    EXPECT_LE(before, stamp);
+    EXPECT_LE(stamp, after);
+    ASSERT_EQ(watcher.count("connected"), 1);
+    EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
+}
+
+TEST_F(JingceDriver, LuminanceAndChromaticityMeasurementIsStoredAndAnnounced) {
+    ASSERT_EQ(driver.Connect(), RESULT_OK);
+    sim.clearRecord();
+    EXPECT_EQ(measure(false), QStringLiteral("finished"));
+    EXPECT_NE(watcher.events()[0].thread, std::this_thread::get_id());
+    EXPECT_EQ(sim.received(), QByteArray("MDS,0\rMES\r"));
+    SChromameterMeasureData data = {0, 0, 0, -3.0f};
+    ASSERT_EQ(driver.ReadLvXy(data), RESULT_OK);
+    EXPECT_FLOAT_EQ(data.x, 0.3127f);
+    EXPECT_FLOAT_EQ(data.y, 0.3290f);
+    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
+    EXPECT_EQ(data.Tcp, 0.0f);
+}
+
+TEST_F(JingceDriver, ColourTemperatureMeasurementSwitchesModeAndReadsFieldFour) {
+    EXPECT_EQ(measure(true), QStringLiteral("finished"));
+    EXPECT_EQ(sim.received(), QByteArray("MDS,0\rMES\rMDS,1\rMES\r"));
+    EXPECT_EQ(sim.displayMode(), 1);
+    SChromameterMeasureData data = {0, 0, 0, 0};
+    ASSERT_EQ(driver.ReadLvXy(data), RESULT_OK);
+    EXPECT_FLOAT_EQ(data.Tcp, 6504.0f);
+    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
+}
+
+TEST_F(JingceDriver, Ok04ReplySucceedsWithZeroValues) {
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
+    sim.queueMeasureReply("OK04");
+    EXPECT_EQ(measure(false), QStringLiteral("finished"));
+    EXPECT_EQ(driver.lv(), 0.0);
+    EXPECT_EQ(driver.x(), 0.0);
+    EXPECT_EQ(driver.y(), 0.0);
+    EXPECT_EQ(sim.plainZeroCalibrationCount(), 0);
+}
+
+TEST_F(JingceDriver, Ok02ReplyStartsABackgroundZeroCalibrationAndSucceeds) {
+    sim.setZeroCalibrationDelayMs(300);
+    sim.queueMeasureReply("OK02");
+    EXPECT_EQ(measure(false), QStringLiteral("finished"));
+    EXPECT_EQ(driver.lv(), 0.0);
+    // The measurement did not wait for the zero calibration, which ends on its own thread.
+    EXPECT_EQ(watcher.count("zerocalibrated"), 0);
+    ASSERT_TRUE(waitUntil([&] { return watcher.count("zerocalibrated") == 1; }, 5000));
+    EXPECT_EQ(watcher.events().back().code, RESULT_OK);
+    EXPECT_NE(watcher.events().back().thread, std::this_thread::get_id());
+    EXPECT_EQ(sim.plainZeroCalibrationCount(), 1);
+}
+
+TEST_F(JingceDriver, Er10ReplyFailsTheMeasurement) {
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
+    sim.queueMeasureReply("ER10");
+    EXPECT_EQ(measure(false), QStringLiteral("failed"));
+    EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
+    EXPECT_EQ(driver.lv(), 0.0);
+    EXPECT_FALSE(driver.IsReaded());
+}
+
+TEST_F(JingceDriver, ZeroCalibrateReturnsAtOnceAndTellsWatchersOnSuccess) {
+    sim.setZeroCalibrationDelayMs(300);
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_EQ(driver.ZeroCalibrate(), RESULT_OK);
+    EXPECT_LT(timer.elapsed(), 100);
+    EXPECT_EQ(watcher.count("zerocalibrated"), 0);
+    ASSERT_TRUE(waitUntil([&] { return watcher.count("zerocalibrated") == 1; }, 5000));
+    EXPECT_GE(timer.elapsed(), 250);
+    EXPECT_EQ(watcher.events().back().code, RESULT_OK);
+    EXPECT_NE(watcher.events().back().thread, std::this_thread::get_id());
+    EXPECT_EQ(sim.received(), QByteArray("ZRC\r"));
+    // No flag of the driver changes.
+    EXPECT_FALSE(driver.IsConnected());
+    EXPECT_FALSE(driver.IsReaded());
+}
+
+TEST_F(JingceDriver, LimitOfOneFailsEveryMeasurementYetStoresTheValues) {
+    driver.SetLimitTimes(1);
+    EXPECT_EQ(measure(false), QStringLiteral("failed"));
+    EXPECT_EQ(driver.lv(), static_cast<double>(120.5f));
+    EXPECT_EQ(driver.x(), static_cast<double>(3127.0f / 10000.0f));
+    EXPECT_TRUE(driver.ChangeDisplayMode("MDS,1\r"));
+    EXPECT_EQ(sim.displayMode(), 1);
+}
+
+TEST_F(JingceDriver, ReadLvXyBeforeTheWorkerEndsFails) {
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
+    sim.setMeasureDelayMs(500);
+    watcher.clear();
+    ASSERT_EQ(driver.Measure(false), RESULT_OK);
+    SChromameterMeasureData data = {9, 9, 9, 9};
+    EXPECT_EQ(driver.ReadLvXy(data), RESULT_FAIL);
+    EXPECT_EQ(data.Lv, 9.0f);
+    ASSERT_TRUE(waitUntil([&] { return driver.busy(); }, 2000));
+    EXPECT_TRUE(driver.IsMeasureSucced());
+    ASSERT_TRUE(waitForOutcome());
+    waitUntil([&] { return !driver.busy(); }, 1000);
+    EXPECT_EQ(driver.ReadLvXy(data), RESULT_OK);
+}
+
+TEST_F(JingceDriver, ReadLastestDataIsMinusOneWhateverWasMeasured) {
+    EXPECT_EQ(driver.ReadLastestData(), -1.0);
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
+    EXPECT_EQ(driver.ReadLastestData(), -1.0);
+}
+
+TEST_F(JingceDriver, SevenValueSpectrumAndRawReadsAreNotSupportedWhateverTheState) {
+    for (int round = 0; round < 2; ++round) {
+        double v1 = 1, v2 = 2, v3 = 3, Lv = 4, x = 5, y = 6, v7 = 7;
+        EXPECT_EQ(driver.ReadMeasureData(v1, v2, v3, Lv, x, y, v7), RESULT_NOT_SUPPORTED);
+        EXPECT_EQ(Lv, 4.0);
+        EXPECT_EQ(x, 5.0);
+        QList<float> values;
+        int start = 1, end = 2;
+        EXPECT_EQ(driver.ReadSpectralData(values, start, end), RESULT_NOT_SUPPORTED);
+        EXPECT_TRUE(values.isEmpty());
+        EXPECT_EQ(start, 1);
+        char* reply = nullptr;
+        EXPECT_EQ(driver.MeasurementDataRead(&reply, 1, 2, 3), RESULT_NOT_SUPPORTED);
+        EXPECT_EQ(reply, nullptr);
+        if (round == 0) {
+            ASSERT_EQ(driver.Connect(), RESULT_OK);
+            ASSERT_EQ(measure(false), QStringLiteral("finished"));
+        }
+    }
+}
+
+TEST_F(JingceDriver, DriverRefusesToKeepWatchers) {
+    RecordingWatcher other;
+    const int before = CMinoltaVistor::GetInstance()->m_watchers.size();
+    EXPECT_EQ(driver.RegisterWatcher(&other), RESULT_NOT_SUPPORTED);
+    EXPECT_EQ(driver.UnregisterWatcher(&watcher), RESULT_NOT_SUPPORTED);
+    EXPECT_EQ(CMinoltaVistor::GetInstance()->m_watchers.size(), before);
+}
+
+TEST_F(JingceDriver, DisconnectLeavesRemoteModeTellsWatchersAndClosesThePort) {
+    ASSERT_EQ(driver.Connect(), RESULT_OK);
+    watcher.clear();
+    sim.clearRecord();
+    EXPECT_EQ(driver.Disconnect(), RESULT_OK);
+    EXPECT_EQ(sim.received(), QByteArray("COM,0\r"));
+    EXPECT_FALSE(driver.IsConnected());
+    EXPECT_EQ(watcher.count("disconnected"), 1);
+    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+}
+
+TEST_F(JingceConversation, ScaledReadingIsStored) {
+    sim.on("MDS,0\r", kOk);
+    sim.on("MES\r", kGoodReading);
+    EXPECT_EQ(measure(false), QStringLiteral("finished"));
+    EXPECT_EQ(driver.x(), static_cast<double>(3127.0f / 10000.0f));
+    EXPECT_EQ(driver.y(), static_cast<double>(3290.0f / 10000.0f));
+    EXPECT_EQ(driver.lv(), 120.5);
+}
+
+TEST_F(JingceConversation, TwoPiecesStoreZerosAndFail) {
+    sim.on("MDS,0\r", kOk);
+    sim.on("MES\r", kGoodReading, 0, 1);
+    sim.on("MES\r", "OK00 3127;3290\r\n");
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
+    EXPECT_EQ(measure(false), QStringLiteral("failed"));
+    EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
+    EXPECT_EQ(driver.x(), 0.0);
+    EXPECT_EQ(driver.y(), 0.0);
+    EXPECT_EQ(driver.lv(), 0.0);
+}
+
+TEST_F(JingceConversation, ReplyWithoutBlankStoresZerosAndFails) {
+    sim.on("MDS,0\r", kOk);
+    sim.on("MES\r", kGoodReading, 0, 1);
+    sim.on("MES\r", "OK00;3127;3290;120.5\r\n");
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
+    EXPECT_EQ(measure(false), QStringLiteral("failed"));
+    EXPECT_EQ(driver.lv(), 0.0);
+    EXPECT_EQ(driver.x(), 0.0);
+}
+
+TEST_F(JingceConversation, ExtraPiecesAreIgnored) {
+    sim.on("MDS,0\r", kOk);
+    sim.on("MES\r", "OK00 3000;4000;75.5;1;2;3\r\n");
+    EXPECT_EQ(measure(false), QStringLiteral("finished"));
+    EXPECT_EQ(driver.x(), static_cast<double>(3000.0f / 10000.0f));
+    EXPECT_EQ(driver.y(), static_cast<double>(4000.0f / 10000.0f));
+    EXPECT_EQ(driver.lv(), 75.5);
+}
+
+TEST_F(JingceConversation, ColourTemperatureComesFromFieldFourNotThree) {
+    sim.on("MDS,0\r", kOk);
+    sim.on("MDS,1\r", kOk);
+    sim.on("MES\r", kGoodReading, 0, 1);
+    sim.on("MES\r", "OK00,P1,0,1111,6504,0.0032,120.5,0\r\n");
+    EXPECT_EQ(measure(true), QStringLiteral("finished"));
+    EXPECT_EQ(driver.tcp(), 6504.0);
+}
+
+TEST_F(JingceConversation, ErrorToDatedZeroCalibrationFailsConnect) {
+    sim.on("COM,0\r", kOk);
+    sim.on("COM,1\r", kOk);
+    sim.on("ZRC,1,", "ER00\r\n");
+    EXPECT_EQ(driver.Connect(), RESULT_FAIL);
+    EXPECT_FALSE(driver.IsConnected());
+    EXPECT_EQ(watcher.count("connected"), 0);
+    EXPECT_EQ(sim.countReceived("ZRC,1,"), 1);
+}
+
+TEST_F(JingceConversation, RemoteCommandAnswerIsNotExamined) {
+    sim.on("COM,0\r", kOk);
+    sim.on("COM,1\r", "ER10\r\n");
+    sim.on("ZRC,1,", kOk);
+    EXPECT_EQ(driver.Connect(), RESULT_OK);
+    EXPECT_TRUE(driver.IsConnected());
+}
+
+TEST_F(JingceConversation, UnansweredSignOffInConnectStillConnectsButReportsFailure) {
+    sim.on("COM,1\r", kOk);
+    sim.on("ZRC,1,", kOk);
+    EXPECT_EQ(driver.Connect(), RESULT_FAIL);
+    EXPECT_TRUE(driver.IsConnected());
+    EXPECT_EQ(watcher.count("connected"), 1);
+}
+
+TEST_F(JingceConversation, UnansweredRemoteCommandFailsConnectWithoutZeroCalibrating) {
+    sim.on("COM,0\r", kOk);
+    EXPECT_EQ(driver.Connect(), RESULT_FAIL);
+    EXPECT_FALSE(driver.IsConnected());
+    EXPECT_EQ(sim.received(), QByteArray("COM,0\rCOM,1\r"));
+}
+
+TEST_F(JingceConversation, FailedZeroCalibrationTellsNobody) {
+    sim.on("ZRC\r", "ER10\r\n", 200);
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_EQ(driver.ZeroCalibrate(), RESULT_OK);
+    EXPECT_LT(timer.elapsed(), 100);
+    ASSERT_TRUE(waitUntil([&] { return sim.countReceived("ZRC\r") == 1; }, 2000));
+    // The exchange ends when the answer has been read and the lock is given back.
+    ASSERT_TRUE(waitUntil([&] { return timer.elapsed() > 250 && !driver.locked(); }, 5000));
+    pumpEvents(50);
+    EXPECT_EQ(watcher.events().size(), 0u);
+}
+
+TEST_F(JingceConversation, ZeroCalibrateReturnsAtOnceWhenNoInstrumentAnswers) {
+    // The adapter goes as the command arrives: nothing will ever answer.
+    sim.unplugOn("ZRC\r");
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_EQ(driver.ZeroCalibrate(), RESULT_OK);
+    EXPECT_LT(timer.elapsed(), 100);
+    ASSERT_TRUE(waitUntil([&] { return !sim.isPlugged(); }, 3000));
+    ASSERT_TRUE(waitUntil([&] { return !driver.locked(); }, 5000));
+    pumpEvents(50);
+    EXPECT_EQ(watcher.events().size(), 0u);
+}
+
+TEST_F(JingceConversation, DisconnectClosesThePortWithoutAnAnswer) {
+    EXPECT_EQ(driver.Disconnect(), RESULT_FAIL);
+    EXPECT_EQ(sim.received(), QByteArray("COM,0\r"));
+    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(driver.IsConnected());
+    EXPECT_EQ(watcher.count("disconnected"), 0);
+}
