@@ -29,6 +29,8 @@ bool parseSimFault(const QString& name, SimFault* fault);
 
 // Base of the realistic family models: frames the incoming bytes into commands, answers through a
 // fault filter, and carries the configured reading and measurement duration.
+// Like every SimInstrument, a concrete model calls stop() first in its own destructor: onCommand()
+// runs on the simulator thread until then.
 class InstrumentModel : public SimInstrument {
 public:
     InstrumentModel();
@@ -46,16 +48,22 @@ public:
 
 protected:
     void onReceived(const QByteArray& bytes) override;
-    // Bytes that end a command (for example "\n", or "\r\n"); a command is handed to onCommand()
-    // with its terminator. An empty result hands over every stretch of bytes as it comes, for binary
-    // protocols that frame themselves (the model then keeps its own buffer).
+    // Bytes that end a command: a command ends at the first occurrence of any one of them and is
+    // handed to onCommand() with that one byte. Terminator bytes with nothing before them (blank
+    // lines) are skipped, so a model whose commands end in CR LF may return "\r\n" (it gets "CMD\r"
+    // and the LF is dropped) or just "\n" (it gets "CMD\r\n"). An empty result hands over every
+    // stretch of bytes as it comes, for binary protocols that frame themselves (the model then keeps
+    // its own buffer).
     virtual QByteArray terminators() const = 0;
     // One complete command (terminator included), on the simulator thread.
     virtual void onCommand(const QByteArray& command) = 0;
-    // Answers through the fault filter, after delayMs.
+    // Answers through the fault filter, after delayMs. Garbage keeps the reply's length and trailing
+    // CR/LF; Overlong pads the reply with 'X' before its trailing CR/LF to 5000 bytes; Cut sends the
+    // first half; SplitBytes sends one byte every 15 ms.
     void answer(const QByteArray& bytes, int delayMs = 0);
     // Answers a measurement's result: like answer(), and where the fault is UnplugDuringMeasure the
-    // adapter is pulled instead; SlowCompletion stretches the delay.
+    // adapter is pulled instead; SlowCompletion stretches the delay. Pass the plain delay (for
+    // example measureDelayMs()), not effectiveMeasureDelayMs(), or the stretch applies twice.
     void answerMeasurement(const QByteArray& bytes, int delayMs);
     // The measurement duration after the SlowCompletion fault is applied.
     int effectiveMeasureDelayMs() const;

@@ -24,6 +24,10 @@ struct ReplyPiece {
 // Base of every simulated instrument: a pseudo-terminal link served by its own thread.
 // The thread reads what the library writes, records it, and hands it to onReceived(); replies are
 // scheduled with reply() and written by the same thread when due. All public members are thread-safe.
+//
+// onReceived() runs on the simulator thread until stop() returns, so every concrete subclass calls
+// stop() first thing in its own destructor, before its members (and its override) are gone; the
+// base destructor's stop() comes too late for that. stop() must not be called from onReceived().
 class SimInstrument {
 public:
     SimInstrument();
@@ -67,6 +71,8 @@ protected:
     void unplugAfter(int delayMs);
 
 private:
+    void run();
+
     struct Impl;
     std::unique_ptr<Impl> d;
 };

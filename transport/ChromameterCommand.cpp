@@ -19,7 +19,8 @@ bool CChromameterCommand::Read(char** reply, int& length, int tries, int waitMs)
     for (;;) {
         // The last byte always stays NUL, so the reply is a terminated string however long it was.
         const unsigned room = unsigned(CHROMAMETER_REPLY_SIZE - 1 - total);
-        const unsigned n = port.Read(*reply + total, 100, room);
+        unsigned received = 0;
+        const unsigned n = port.Read(*reply + total, 100, room, &received);
         total += int(n);
         if (total == 0) {
             if (!port.IsPortConnect()) {
@@ -31,7 +32,9 @@ bool CChromameterCommand::Read(char** reply, int& length, int tries, int waitMs)
             --tries;
             usleep(useconds_t(waitMs) * 1000);
         }
-        if (n != 0)
+        // Bytes still flowing keep the exchange going, also those dropped because the buffer is full:
+        // the whole reply is taken, and nothing of it is left for the next exchange.
+        if (received != 0)
             continue;
         if (total != 0 || tries < 1) {
             length = total;

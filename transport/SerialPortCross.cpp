@@ -2,6 +2,7 @@
 
 #include <QDebug>
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QMetaEnum>
 #include <QMutexLocker>
 #include <QThread>
@@ -20,7 +21,7 @@ QString chunkText(const QByteArray& chunk) {
 
 SerialPortCross::SerialPortCross()
     : QObject(nullptr), m_pSerialPort(nullptr), m_bReadyRead(false), m_bDeviceLost(false),
-      m_lastLostError(QSerialPort::NoError) {
+      m_lostErrorsLogged(0) {
     m_pSerialPort = new QSerialPort(nullptr);
 }
 
@@ -51,7 +52,8 @@ bool SerialPortCross::Open(QString portName, QSerialPort::BaudRate baudRate, QSe
     {
         QMutexLocker lock(&m_recvMutex);
         m_bDeviceLost = false;
-        m_lastLostError = QSerialPort::NoError;
+        m_lostErrorsLogged = 0;
+        m_strDevicePath = portName;
     }
     m_pSerialPort->setBaudRate(baudRate, QSerialPort::AllDirections);
     m_pSerialPort->setDataBits(dataBits);
@@ -97,8 +99,11 @@ unsigned int SerialPortCross::Read(void* lpBuf, unsigned int dwCount) {
     return Read(lpBuf, dwCount, UINT_MAX);
 }
 
-unsigned int SerialPortCross::Read(void* lpBuf, unsigned int, unsigned int capacity) {
+unsigned int SerialPortCross::Read(void* lpBuf, unsigned int, unsigned int capacity,
+                                   unsigned int* chunkSize) {
     QMutexLocker lock(&m_mutex);
+    if (chunkSize)
+        *chunkSize = 0;
     if (!m_pSerialPort->isOpen()) {
         qDebug() << "no isOpen";
         return 0;
@@ -123,6 +128,8 @@ unsigned int SerialPortCross::Read(void* lpBuf, unsigned int, unsigned int capac
     }
     qDebug().noquote().nospace() << "接收" << chunkText(chunk);
     unsigned int n = unsigned(chunk.size());
+    if (chunkSize)
+        *chunkSize = n;
     if (n > capacity) {
         qDebug().nospace() << "reply too long: " << n << " bytes received, " << (n - capacity) << " dropped";
         n = capacity;
@@ -168,15 +175,27 @@ void SerialPortCross::onReceivedata() {
 void SerialPortCross::onError(QSerialPort::SerialPortError error) {
     if (error == QSerialPort::NoError)
         return;
+    bool alreadyLost;
+    QString devicePath;
+    {
+        QMutexLocker lock(&m_recvMutex);
+        alreadyLost = m_bDeviceLost;
+        devicePath = m_strDevicePath;
+    }
+    // Any error while the device node is gone is the loss of the adapter. Looked at outside the
+    // lock; once the loss stands the flood of repeats skips the look.
+    const bool vanished = error != QSerialPort::ResourceError && !alreadyLost && !devicePath.isEmpty() &&
+                          !QFileInfo::exists(devicePath);
     bool log = true;
     {
         QMutexLocker lock(&m_recvMutex);
-        if (error == QSerialPort::ResourceError)
+        if (error == QSerialPort::ResourceError || vanished)
             m_bDeviceLost = true;
         if (m_bDeviceLost) {
             // While the device is gone Qt repeats its errors very fast: say each one once.
-            log = m_lastLostError != error;
-            m_lastLostError = error;
+            const quint32 bit = 1u << (unsigned(error) & 31u);
+            log = (m_lostErrorsLogged & bit) == 0;
+            m_lostErrorsLogged |= bit;
         }
     }
     if (log) {

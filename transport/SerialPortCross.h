@@ -23,8 +23,11 @@ public:
     bool IsPortConnect();
     unsigned int Read(void* lpBuf, unsigned int dwCount);
     // As Read, but never writes more than `capacity` bytes to lpBuf: the rest of the chunk is
-    // dropped and logged. The command channel reads through this into its fixed-size buffer.
-    unsigned int Read(void* lpBuf, unsigned int dwCount, unsigned int capacity);
+    // dropped and logged. *chunkSize (if given) receives the size of the chunk taken, dropped bytes
+    // included, so a caller whose buffer is full can still tell that bytes keep arriving. The
+    // command channel reads through this into its fixed-size buffer.
+    unsigned int Read(void* lpBuf, unsigned int dwCount, unsigned int capacity,
+                      unsigned int* chunkSize = nullptr);
     unsigned int Write(const void* lpBuf, unsigned int dwCount);
 
     void onReceivedata();
@@ -40,9 +43,14 @@ private:
     // The receive buffer and its flag are handed between the port's thread and a reading thread
     // under this short lock; m_mutex is held across an event loop and cannot serve here.
     QMutex m_recvMutex;
-    // Set when the device vanished (resource error) and kept until the next successful Open, so a
-    // pulled adapter reads as lost instead of looking connected for ever.
+    // Set when the device vanished and kept until the next successful Open, so a pulled adapter
+    // reads as lost instead of looking connected for ever.
     bool m_bDeviceLost;
-    // The last error logged while the loss stands, so a flood of the same error is logged once.
-    QSerialPort::SerialPortError m_lastLostError;
+    // The device path of the last successful Open: a port error while it no longer exists means the
+    // adapter was pulled, whatever error Qt names (a hung-up line reads as end of file, which Qt
+    // reports as a read error, not a resource error).
+    QString m_strDevicePath;
+    // One bit per error already logged while the loss stands, so a flood of repeats (interleaved
+    // as they may be) logs each kind of error once.
+    quint32 m_lostErrorsLogged;
 };

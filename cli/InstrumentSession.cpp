@@ -1,0 +1,221 @@
+#include "InstrumentSession.h"
+
+#include "ChromameterDetector.h"
+#include "HostWatcher.h"
+#include "IMinolta.h"
+#include "InstrumentModel.h"
+#include "SimFamilies.h"
+#include "SimReadingText.h"
+#include "StatusConsole.h"
+#include "TraceLog.h"
+#include "TrafficTap.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSerialPortInfo>
+#include <QStringList>
+#include <QTextStream>
+
+// The plugin's factory, as a host declares it (the library exports it unmangled).
+extern "C" unsigned long CreateChromameterMinolta(IMinolta** out);
+
+namespace {
+PortListing listing(const QString& name, const QString& description) {
+    PortListing port;
+    port.name = name;
+    port.description = description;
+    // The library's own verdict, so this list can never disagree with what detection does.
+    port.verdict = ClassifyPort(name, description);
+    if (port.verdict == PortVerdict::Candidate)
+        port.path = CandidatePortPath(name);
+    return port;
+}
+
+// Points the library's detection at exactly this port.
+void pointDetectionAt(const PortListing& port) {
+    const QByteArray name = port.name.toUtf8();
+    const QByteArray description = port.description.toUtf8();
+    const char* names[1] = {name.constData()};
+    const char* descriptions[1] = {description.constData()};
+    ChromameterSetPortCatalogue(names, descriptions, 1);
+}
+} // namespace
+
+InstrumentSession::InstrumentSession(const CliOptions& options, StatusConsole& console, QObject* parent)
+    : QObject(parent), m_options(options), m_console(console) {}
+
+InstrumentSession::~InstrumentSession() {
+    if (m_minolta && m_watcher)
+        m_minolta->UnregisterWatcher(m_watcher);
+    // The host owns the facade; deleting it leaves the driver and the port to the library.
+    delete m_minolta;
+    m_minolta = nullptr;
+    if (m_tap) {
+        TraceLog::SetBeforeLibraryLine(nullptr);
+        m_tap->poll();
+    }
+    if (m_model)
+        m_model->stop();
+}
+
+bool InstrumentSession::readCatalogue(QString* error) {
+    QFile file(m_options.catalogue);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        *error =
+            QStringLiteral("cannot read the catalogue %1: %2").arg(m_options.catalogue, file.errorString());
+        return false;
+    }
+    QTextStream in(&file);
+    in.setCodec("UTF-8");
+    while (!in.atEnd()) {
+        const QString line = in.readLine();
+        if (line.trimmed().isEmpty() || line.trimmed().startsWith(QLatin1Char('#')))
+            continue;
+        const int tab = line.indexOf(QLatin1Char('\t'));
+        const QString name = (tab < 0 ? line : line.left(tab)).trimmed();
+        const QString description = tab < 0 ? QString() : line.mid(tab + 1).trimmed();
+        m_ports.append(listing(name, description));
+    }
+    return true;
+}
+
+void InstrumentSession::restrictToPort() {
+    const QString wanted = m_options.port;
+    for (const PortListing& port : m_ports) {
+        if (port.name == wanted || (!port.path.isEmpty() && port.path == wanted)) {
+            m_ports = {port};
+            m_portSource = QStringLiteral("--port %1").arg(wanted);
+            return;
+        }
+    }
+    // A port the list does not show (a pseudo-terminal, a link) is taken as named.
+    m_ports = {listing(wanted, QString())};
+    m_portSource = QStringLiteral("--port %1").arg(wanted);
+}
+
+int InstrumentSession::prepare() {
+    m_ports.clear();
+    if (!m_options.simulate.isEmpty()) {
+        m_model = CreateFamilyModel(m_options.simulate);
+        if (!m_model) {
+            m_console.line(QStringLiteral("chromameter: ") + SimFamilyProblem(m_options.simulate));
+            return UsageError;
+        }
+        SimReading reading;
+        if (!m_options.simValues.isEmpty())
+            ParseSimReading(m_options.simValues, &reading);
+        m_model->setReading(reading);
+        SimFault fault = SimFault::None;
+        if (!m_options.simFault.isEmpty())
+            parseSimFault(m_options.simFault, &fault);
+        m_model->setFault(fault);
+        if (!m_model->start()) {
+            m_console.line(QStringLiteral("chromameter: the simulator could not create its pseudo-terminal"));
+            return Failed;
+        }
+        if (m_options.trace) {
+            m_tap = new TrafficTap(m_model.get(), this);
+            // Direct connections: a poll made from a library thread reports on that thread.
+            connect(m_tap, &TrafficTap::received, [](qint64, int baud, const QByteArray& bytes) {
+                TraceLog::Traffic("host -> instrument",
+                                  QStringLiteral("(%1 baud) %2").arg(baud).arg(TrafficTap::Escape(bytes)));
+            });
+            connect(m_tap, &TrafficTap::sent, [](qint64 newBytes, qint64) {
+                TraceLog::Traffic("instrument -> host", QStringLiteral("%1 bytes").arg(newBytes));
+            });
+            TrafficTap* tap = m_tap;
+            TraceLog::SetBeforeLibraryLine([tap] { tap->poll(); });
+            m_tap->start(5);
+        }
+        const int type = SimFamilyType(m_options.simulate);
+        m_ports.append(
+            listing(m_model->portPath(), QStringLiteral("simulated %1").arg(SimFamilyTitle(type))));
+        m_portSource = QStringLiteral("the built-in simulator");
+    } else if (!m_options.catalogue.isEmpty()) {
+        QString error;
+        if (!readCatalogue(&error)) {
+            m_console.line(QStringLiteral("chromameter: ") + error);
+            return UsageError;
+        }
+        m_portSource = QStringLiteral("from %1").arg(m_options.catalogue);
+    } else {
+        for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts())
+            m_ports.append(listing(info.portName(), info.description()));
+        m_portSource = QStringLiteral("the system's list");
+    }
+    if (!m_options.port.isEmpty())
+        restrictToPort();
+    return Ok;
+}
+
+int InstrumentSession::detect() {
+    if (!m_minolta) {
+        CreateChromameterMinolta(&m_minolta);
+        m_watcher = new HostWatcher(this);
+        m_minolta->RegisterWatcher(m_watcher);
+    }
+    QList<PortListing> tried;
+    int skipped = 0;
+    // The library scans its port list in order and keeps the first port where an instrument answers;
+    // doing the same one port at a time tells which port that was.
+    for (const PortListing& port : m_ports) {
+        if (port.verdict != PortVerdict::Candidate) {
+            ++skipped;
+            continue;
+        }
+        tried.append(port);
+        pointDetectionAt(port);
+        m_console.startProgress(
+            QStringLiteral("looking for the instrument on %1").arg(QFileInfo(port.name).fileName()));
+        const unsigned long result = m_minolta->Connect();
+        m_console.stopProgress();
+        if (result != RESULT_OK)
+            continue;
+        m_connected = true;
+        // The family is what detection recorded: the exported detector's type number.
+        const int type = CChromameterDetector::GetInstance()->m_nInstrumentType;
+        m_info.type = type;
+        m_info.family = SimFamilyName(type);
+        m_info.title = SimFamilyTitle(type);
+        if (m_info.family.isEmpty())
+            m_info.family = m_info.title = QStringLiteral("unknown");
+        m_info.port = port.path;
+        m_info.givesXy = type != 2;
+        m_info.givesTcp = m_options.tcp && (type == 1 || type == 4);
+        m_info.givesMeasureData = type == 0;
+        return Ok;
+    }
+
+    QString reason;
+    if (m_ports.isEmpty()) {
+        reason = QStringLiteral("no serial port is listed (%1)").arg(m_portSource);
+    } else if (tried.isEmpty()) {
+        if (m_ports.size() == 1)
+            reason = QStringLiteral("detection does not try %1: %2")
+                         .arg(m_ports.first().name, PortReport::Reason(m_ports.first().verdict));
+        else
+            reason = QStringLiteral("detection tries none of the %1 listed ports (see chromameter ports)")
+                         .arg(m_ports.size());
+    } else {
+        QStringList names;
+        for (const PortListing& port : tried)
+            names << port.path;
+        reason = QStringLiteral("no instrument answered on %1").arg(names.join(QStringLiteral(", ")));
+        if (skipped > 0)
+            reason += QStringLiteral(" (%1 other port%2 skipped; see chromameter ports)")
+                          .arg(skipped)
+                          .arg(skipped == 1 ? QString() : QStringLiteral("s"));
+    }
+    m_console.line(QStringLiteral("chromameter: no instrument found: ") + reason);
+    return NotFound;
+}
+
+void InstrumentSession::disconnect() {
+    if (!m_minolta || !m_connected)
+        return;
+    m_console.startProgress(QStringLiteral("disconnecting"));
+    // The facade answers 0 whatever happened; the instrument leaves remote mode and the port closes.
+    m_minolta->Disconnect();
+    m_console.stopProgress();
+    m_connected = false;
+}

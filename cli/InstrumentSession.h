@@ -1,0 +1,61 @@
+#pragma once
+
+#include "CliOptions.h"
+#include "PortReport.h"
+#include "Reading.h"
+
+#include <QList>
+#include <QObject>
+#include <QString>
+
+#include <memory>
+
+class HostWatcher;
+class IMinolta;
+class InstrumentModel;
+class StatusConsole;
+class TrafficTap;
+
+// chromameter as a host of the plugin: where the ports come from (the system, a catalogue file, or
+// the built-in simulator), detection through the factory's IMinolta, the watcher, and the way out.
+class InstrumentSession : public QObject {
+    Q_OBJECT
+
+public:
+    // Exit statuses.
+    enum { Ok = 0, Failed = 1, UsageError = 2, NotFound = 3 };
+
+    InstrumentSession(const CliOptions& options, StatusConsole& console, QObject* parent = nullptr);
+    ~InstrumentSession() override;
+
+    // Gathers the ports (starting the simulator for --simulate). Ok, or an exit status with the
+    // reason already written.
+    int prepare();
+    QList<PortListing> ports() const { return m_ports; }
+    QString portSource() const { return m_portSource; }
+
+    // Finds the instrument: Ok, or NotFound with the reason written.
+    int detect();
+    const InstrumentInfo& instrument() const { return m_info; }
+    IMinolta* minolta() const { return m_minolta; }
+    HostWatcher* watcher() const { return m_watcher; }
+    InstrumentModel* simulator() const { return m_model.get(); }
+
+    // Takes the instrument out of remote mode and releases the port, if detection found one.
+    void disconnect();
+
+private:
+    bool readCatalogue(QString* error);
+    void restrictToPort();
+
+    CliOptions m_options;
+    StatusConsole& m_console;
+    std::unique_ptr<InstrumentModel> m_model;
+    TrafficTap* m_tap = nullptr;
+    QList<PortListing> m_ports;
+    QString m_portSource;
+    IMinolta* m_minolta = nullptr;
+    HostWatcher* m_watcher = nullptr;
+    bool m_connected = false;
+    InstrumentInfo m_info;
+};

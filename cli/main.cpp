@@ -1,0 +1,132 @@
+// chromameter: a command-line host of the ChromameterMinolta plugin. It uses the library only as a
+// host does (the factory, IMinolta, a watcher, the port catalogue and the exported detector) and
+// keeps the Qt event loop of its main thread running while the library works.
+
+#include "ChromaticityPlot.h"
+#include "CommandLine.h"
+#include "InstrumentSession.h"
+#include "InterruptNotifier.h"
+#include "MeasureRun.h"
+#include "PortReport.h"
+#include "ReadingFormatter.h"
+#include "StatusConsole.h"
+#include "TraceLog.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+#include <cstdio>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace {
+int runPorts(const CliOptions& options, StatusConsole& console) {
+    InstrumentSession session(options, console);
+    const int prepared = session.prepare();
+    if (prepared != InstrumentSession::Ok)
+        return prepared;
+    console.print(PortReport::Format(session.ports(), options.format, session.portSource()));
+    return InstrumentSession::Ok;
+}
+
+QString detectReport(const InstrumentInfo& info, OutputFormat format) {
+    switch (format) {
+    case OutputFormat::Json:
+        return QStringLiteral(
+                   "{\"family\":%1,\"type\":%2,\"title\":%3,\"port\":%4,\"result\":\"0x00000000\"}\n")
+            .arg(ReadingFormatter::JsonString(info.family))
+            .arg(info.type)
+            .arg(ReadingFormatter::JsonString(info.title), ReadingFormatter::JsonString(info.port));
+    case OutputFormat::Csv:
+        return QStringLiteral("family,type,title,port\n%1,%2,%3,%4\n")
+            .arg(ReadingFormatter::CsvField(info.family))
+            .arg(info.type)
+            .arg(ReadingFormatter::CsvField(info.title), ReadingFormatter::CsvField(info.port));
+    case OutputFormat::Table:
+        break;
+    }
+    return QStringLiteral("family: %1\ntype:   %2\ntitle:  %3\nport:   %4\n")
+        .arg(info.family)
+        .arg(info.type)
+        .arg(info.title, info.port);
+}
+
+int runWithInstrument(const CliOptions& options, StatusConsole& console, InterruptNotifier& interrupts) {
+    if (options.command == CliCommand::Measure && !options.plotFile.isEmpty()) {
+        // A plot that cannot be written is found out before the instrument is touched.
+        QString error;
+        if (!ChromaticityPlot().write(options.plotFile, &error)) {
+            console.line(
+                QStringLiteral("chromameter: cannot write the plot %1: %2").arg(options.plotFile, error));
+            return InstrumentSession::UsageError;
+        }
+    }
+    InstrumentSession session(options, console);
+    int status = session.prepare();
+    if (status != InstrumentSession::Ok)
+        return status;
+    status = session.detect();
+    if (status != InstrumentSession::Ok)
+        return status;
+
+    if (options.command == CliCommand::Detect) {
+        console.print(detectReport(session.instrument(), options.format));
+        session.disconnect();
+        return interrupts.count() > 0 ? 130 : InstrumentSession::Ok;
+    }
+    MeasureRun run(options, session, console, interrupts);
+    status = run.run();
+    if (run.leftWorkBehind()) {
+        // A library thread still waits for the reading that was given up on; ending the process
+        // without the usual teardown keeps it from meeting objects already destroyed.
+        std::fflush(stdout);
+        std::fflush(stderr);
+        ::_exit(status);
+    }
+    return status;
+}
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("chromameter"));
+
+    const CommandLine::Result parsed = CommandLine::Parse(app.arguments());
+    if (parsed.options.help) {
+        std::fputs(qPrintable(CommandLine::UsageText()), stdout);
+        return 0;
+    }
+    if (parsed.options.version) {
+        std::fputs(qPrintable(CommandLine::VersionText()), stdout);
+        return 0;
+    }
+    if (!parsed.ok()) {
+        std::fprintf(stderr, "chromameter: %s\nTry 'chromameter --help'.\n", qPrintable(parsed.error));
+        return InstrumentSession::UsageError;
+    }
+    const CliOptions& options = parsed.options;
+
+    StatusConsole console(::isatty(STDERR_FILENO) == 1);
+    struct winsize size = {};
+    if (console.isTerminal() && ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0)
+        console.setWidth(size.ws_col);
+    TraceLog::Install(&console, options.trace);
+    InterruptNotifier interrupts;
+
+    // The progress line moves while the library waits in its own event loops, detection included.
+    QTimer ticker;
+    QObject::connect(&ticker, &QTimer::timeout, [&console] { console.tick(); });
+    if (console.isTerminal())
+        ticker.start(100);
+
+    int status = InstrumentSession::Ok;
+    if (options.command == CliCommand::Ports)
+        status = runPorts(options, console);
+    else
+        status = runWithInstrument(options, console, interrupts);
+
+    ticker.stop();
+    console.stopProgress();
+    TraceLog::Uninstall();
+    return status;
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QByteArray>
+
+// What the Photo Research instrument says when it enters remote mode; only these first 12 bytes of
+// its answer to "PHOTO" count, whatever follows them.
+extern const char PHOTORESEARCH_GREETING[];
+static const int PHOTORESEARCH_GREETING_LENGTH = 12;
+
+// Whether a reply to "PHOTO" begins with the remote-mode greeting, leading blank included.
+bool PhotoResearchIsRemoteModeGreeting(const QByteArray& reply);
+
+// Whether `command` is one that the instrument answers with a measurement report ("M1\n" or "D1\n"),
+// compared as whole strings. Null is not such a command.
+bool PhotoResearchIsReportCommand(const char* command);
+
+// A measurement report taken apart by position: status, an unexamined field, Lv, x, y.
+struct PhotoResearchReport {
+    // 0 when the status was "00000" and every value was found, otherwise 0x80000008.
+    unsigned long result;
+    // How many of Lv, x, y were converted before the report gave out: 0, 1 (Lv only) or 3. A report
+    // cut after its luminance field has already yielded Lv, and the driver keeps it.
+    int valuesTaken;
+    // Converted at single precision and widened; a field that is not a number gives 0.
+    double Lv;
+    double x;
+    double y;
+};
+
+// Parses the NUL-terminated report text. The status field must be exactly "00000"; the second field
+// is skipped unread; Lv and x each need a comma after them; y is everything that remains (line end
+// included, which the conversion ignores as surrounding blank).
+PhotoResearchReport PhotoResearchParseReport(const char* reply);

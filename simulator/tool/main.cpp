@@ -1,0 +1,177 @@
+// chromameter-sim: serves one simulated instrument on a pseudo-terminal until interrupted, so a host
+// developer can point a host (or chromameter --port) at it without an instrument on the desk.
+
+#include "InstrumentModel.h"
+#include "InterruptNotifier.h"
+#include "SimFamilies.h"
+#include "SimReadingText.h"
+#include "TrafficTap.h"
+
+#include <QCoreApplication>
+#include <QStringList>
+#include <QTimer>
+
+#include <cstdio>
+
+namespace {
+const char kUsage[] =
+    "Usage: chromameter-sim FAMILY [--values Lv,x,y[,Tcp]] [--fault MODE] [--measure-ms MS] [--quiet]\n"
+    "\n"
+    "Serves one simulated instrument on a pseudo-terminal and prints, on the first line of standard\n"
+    "output, the path a host opens. Runs until interrupted (Ctrl-C).\n"
+    "\n"
+    "  FAMILY            spectro, analyser, luminance, photoresearch or jingce\n"
+    "  --values V        the reading it reports (default 120.5,0.3127,0.3290,6504)\n"
+    "  --fault MODE      misbehave: silent, garbage, overlong, cut, split (one byte at a time),\n"
+    "                    unplug (the adapter is pulled when a measurement starts),\n"
+    "                    slow (a measurement takes 20 times longer); none is the default\n"
+    "  --measure-ms MS   how long a measurement takes (default 50)\n"
+    "  --quiet           do not log the traffic on standard error\n"
+    "  --help            show this text\n"
+    "\n"
+    "Example: chromameter-sim analyser &  then  chromameter --port <printed path> measure\n";
+
+int usageError(const QString& message) {
+    std::fprintf(stderr, "chromameter-sim: %s\nTry 'chromameter-sim --help'.\n", qPrintable(message));
+    return 2;
+}
+
+struct Options {
+    QString family;
+    SimReading reading;
+    SimFault fault = SimFault::None;
+    int measureMs = -1;
+    bool quiet = false;
+};
+
+// 0 to go on, otherwise the exit status; -1 for --help.
+int parse(const QStringList& args, Options* options) {
+    for (int i = 1; i < args.size(); ++i) {
+        const QString& arg = args[i];
+        auto value = [&](QString* out) {
+            const int eq = arg.indexOf(QLatin1Char('='));
+            if (arg.startsWith(QLatin1String("--")) && eq > 0) {
+                *out = arg.mid(eq + 1);
+                return true;
+            }
+            if (i + 1 >= args.size())
+                return false;
+            *out = args[++i];
+            return true;
+        };
+        const QString name = arg.section(QLatin1Char('='), 0, 0);
+        QString text;
+        if (arg == QLatin1String("--help") || arg == QLatin1String("-h")) {
+            return -1;
+        } else if (arg == QLatin1String("--quiet")) {
+            options->quiet = true;
+        } else if (name == QLatin1String("--values")) {
+            QString error;
+            if (!value(&text))
+                return usageError(QStringLiteral("--values needs Lv,x,y[,Tcp]"));
+            if (!ParseSimReading(text, &options->reading, &error))
+                return usageError(QStringLiteral("--values: ") + error);
+        } else if (name == QLatin1String("--fault")) {
+            if (!value(&text))
+                return usageError(QStringLiteral("--fault needs a mode"));
+            if (!parseSimFault(text, &options->fault))
+                return usageError(QStringLiteral("unknown fault mode \"%1\"").arg(text));
+        } else if (name == QLatin1String("--measure-ms")) {
+            bool ok = false;
+            if (!value(&text) || (options->measureMs = text.toInt(&ok), !ok) || options->measureMs < 0)
+                return usageError(QStringLiteral("--measure-ms needs a number of milliseconds"));
+        } else if (arg.startsWith(QLatin1Char('-'))) {
+            return usageError(QStringLiteral("unknown option %1").arg(arg));
+        } else if (options->family.isEmpty()) {
+            options->family = arg;
+        } else {
+            return usageError(QStringLiteral("one family only (got %1 and %2)").arg(options->family, arg));
+        }
+    }
+    if (options->family.isEmpty())
+        return usageError(
+            QStringLiteral("which family? One of %1").arg(SimFamilyNames().join(QStringLiteral(", "))));
+    if (!SimFamilyProblem(options->family).isEmpty())
+        return usageError(SimFamilyProblem(options->family));
+    return 0;
+}
+
+void logLine(const QString& text) {
+    std::fprintf(stderr, "%s\n", qPrintable(text));
+    std::fflush(stderr);
+}
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    Options options;
+    const int parsed = parse(app.arguments(), &options);
+    if (parsed == -1) {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    if (parsed != 0)
+        return parsed;
+
+    InterruptNotifier interrupts;
+    std::unique_ptr<InstrumentModel> model = CreateFamilyModel(options.family);
+    model->setReading(options.reading);
+    model->setFault(options.fault);
+    if (options.measureMs >= 0)
+        model->setMeasureDelayMs(options.measureMs);
+    if (!model->start()) {
+        std::fprintf(stderr, "chromameter-sim: could not create a pseudo-terminal\n");
+        return 1;
+    }
+
+    // The path alone on the first line, so a script can read it.
+    std::printf("%s\n", qPrintable(model->portPath()));
+    std::fflush(stdout);
+
+    const int type = SimFamilyType(options.family);
+    logLine(QStringLiteral("chromameter-sim: %1 (%2, type %3) at %4")
+                .arg(SimFamilyTitle(type), options.family)
+                .arg(type)
+                .arg(model->portPath()));
+    logLine(QStringLiteral("Point a host at it, for example: chromameter --port %1 measure")
+                .arg(model->portPath()));
+    logLine(QStringLiteral("Ctrl-C stops it."));
+
+    TrafficTap tap(model.get());
+    if (!options.quiet) {
+        QObject::connect(&tap, &TrafficTap::received, [](qint64 atMs, int baud, const QByteArray& bytes) {
+            logLine(QStringLiteral("%1 s  host -> instrument  %2 baud  %3")
+                        .arg(double(atMs) / 1000.0, 9, 'f', 3)
+                        .arg(baud, 6)
+                        .arg(TrafficTap::Escape(bytes)));
+        });
+        QObject::connect(&tap, &TrafficTap::sent, [&model](qint64 newBytes, qint64) {
+            logLine(QStringLiteral("%1 s  instrument -> host  %2 bytes")
+                        .arg(double(model->elapsedMs()) / 1000.0, 9, 'f', 3)
+                        .arg(newBytes));
+        });
+        tap.start(10);
+    }
+    bool wasPlugged = true;
+    QTimer plugWatch;
+    QObject::connect(&plugWatch, &QTimer::timeout, [&] {
+        if (wasPlugged && !model->isPlugged()) {
+            wasPlugged = false;
+            logLine(
+                QStringLiteral("chromameter-sim: the adapter is pulled (%1 is gone)").arg(model->portPath()));
+        }
+    });
+    plugWatch.start(50);
+
+    QObject::connect(&interrupts, &InterruptNotifier::interrupted, &app, [&app] {
+        // A second interrupt while stopping ends the process at once.
+        InterruptNotifier::restoreDefaultHandlers();
+        app.quit();
+    });
+    app.exec();
+
+    tap.poll();
+    model->stop();
+    logLine(QStringLiteral("chromameter-sim: stopped"));
+    return 0;
+}

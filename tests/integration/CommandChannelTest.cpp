@@ -1,0 +1,187 @@
+// The command channel: sends through the detector's doWrite, reads from the detector's port.
+#include "ChromameterCommand.h"
+#include "ChromameterDetector.h"
+#include "ScriptedInstrument.h"
+#include "TestSupport.h"
+
+#include <QElapsedTimer>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <thread>
+
+namespace {
+
+std::unique_ptr<ScriptedInstrument> startInstrument() {
+    auto sim = std::make_unique<ScriptedInstrument>();
+    EXPECT_TRUE(sim->start());
+    return sim;
+}
+
+bool openDetectorPort(const QString& path) {
+    return CChromameterDetector::GetInstance()->m_port.Open(path, QSerialPort::Baud9600,
+                                                            QSerialPort::NoParity, QSerialPort::Data8,
+                                                            QSerialPort::OneStop, QSerialPort::NoFlowControl);
+}
+
+bool allZero(const char* buf, int size) {
+    for (int i = 0; i < size; ++i)
+        if (buf[i] != '\0')
+            return false;
+    return true;
+}
+
+} // namespace
+
+TEST(CommandChannel, NoTriesWithSilentInstrumentReadsOnceSleepsOnceAndFails) {
+    auto sim = startInstrument();
+    ASSERT_TRUE(openDetectorPort(sim->portPath()));
+    char* reply = nullptr;
+    int length = -1;
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_FALSE(CChromameterCommand().Read(&reply, length, 0, 100));
+    const qint64 elapsed = timer.elapsed();
+    // One port read (80 ms) and one sleep of 100 ms; a second pass would take 360 ms.
+    EXPECT_GE(elapsed, 175);
+    EXPECT_LT(elapsed, 340);
+    EXPECT_EQ(length, 0);
+    ASSERT_NE(reply, nullptr);
+    EXPECT_TRUE(allZero(reply, CHROMAMETER_REPLY_SIZE));
+    delete[] reply;
+}
+
+TEST(CommandChannel, NoTriesOnClosedPortMakesExactlyOnePortRead) {
+    // A merely closed port still counts as connected, and each port read on it says "no isOpen".
+    MessageCapture log;
+    char* reply = nullptr;
+    int length = -1;
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_FALSE(CChromameterCommand().Read(&reply, length, 0, 50));
+    EXPECT_GE(timer.elapsed(), 45);
+    EXPECT_EQ(log.count(QStringLiteral("no isOpen")), 1);
+    EXPECT_EQ(length, 0);
+    delete[] reply;
+}
+
+TEST(CommandChannel, EachTryIsOnePortReadAndOneSleep) {
+    MessageCapture log;
+    char* reply = nullptr;
+    int length = -1;
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_FALSE(CChromameterCommand().Read(&reply, length, 3, 30));
+    EXPECT_GE(timer.elapsed(), 85);
+    EXPECT_EQ(log.count(QStringLiteral("no isOpen")), 3);
+    delete[] reply;
+}
+
+TEST(CommandChannel, ReplyInSeveralChunksIsJoinedInOrder) {
+    auto sim = startInstrument();
+    // Each piece arrives while the previous one is being read, before a read comes back empty.
+    sim->onPieces("MES,1\n", {ReplyPiece{0, "OK00,"}, ReplyPiece{45, "1,2,0.3127,"},
+                              ReplyPiece{45, "0.3290,"}, ReplyPiece{45, "120.5\r\n"}});
+    ASSERT_TRUE(openDetectorPort(sim->portPath()));
+    MessageCapture log;
+    ASSERT_TRUE(CChromameterCommand().Send("MES,1\n", 6));
+    char* reply = nullptr;
+    int length = -1;
+    EXPECT_TRUE(CChromameterCommand().Read(&reply, length, 20, 20));
+    const QByteArray expected("OK00,1,2,0.3127,0.3290,120.5\r\n");
+    EXPECT_EQ(QByteArray(reply, length), expected);
+    EXPECT_EQ(length, expected.size());
+    EXPECT_EQ(reply[length], '\0');
+    // It really came in pieces.
+    EXPECT_GE(log.count(QString::fromUtf8("接收")), 2);
+    delete[] reply;
+}
+
+TEST(CommandChannel, ReplyIsCompleteWhenOneReadComesBackEmpty) {
+    auto sim = startInstrument();
+    // The second piece comes after a port read (80 ms) has found nothing: it is not part of the reply.
+    sim->onPieces("PING\n", {ReplyPiece{0, "FIRST\r\n"}, ReplyPiece{400, "LATE\r\n"}});
+    ASSERT_TRUE(openDetectorPort(sim->portPath()));
+    ASSERT_TRUE(CChromameterCommand().Send("PING\n", 5));
+    char* reply = nullptr;
+    int length = -1;
+    EXPECT_TRUE(CChromameterCommand().Read(&reply, length, 20, 20));
+    EXPECT_EQ(QByteArray(reply, length), QByteArray("FIRST\r\n"));
+    delete[] reply;
+    ASSERT_TRUE(CChromameterCommand().Read(&reply, length, 20, 50));
+    EXPECT_EQ(QByteArray(reply, length), QByteArray("LATE\r\n"));
+    delete[] reply;
+}
+
+TEST(CommandChannel, SendGoesOutThroughTheDetector) {
+    auto sim = startInstrument();
+    ASSERT_TRUE(openDetectorPort(sim->portPath()));
+    EXPECT_TRUE(CChromameterCommand().Send("COM,1\n", 6));
+    EXPECT_TRUE(waitUntil([&] { return sim->received() == QByteArray("COM,1\n"); }, 2000))
+        << sim->received().constData();
+}
+
+TEST(CommandChannel, SendReturnsTrueOnClosedPort) {
+    ASSERT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_TRUE(CChromameterCommand().Send("COM,1\n", 6));
+}
+
+TEST(CommandChannel, LostAdapterClosesThePortAndFailsAtOnce) {
+    auto sim = startInstrument();
+    ASSERT_TRUE(openDetectorPort(sim->portPath()));
+    SerialPortCross& port = CChromameterDetector::GetInstance()->m_port;
+    sim->unplug();
+    char* reply = nullptr;
+    int length = -1;
+    QElapsedTimer timer;
+    timer.start();
+    // Fifty tries of 100 ms would be seven seconds of waiting.
+    EXPECT_FALSE(CChromameterCommand().Read(&reply, length, 50, 100));
+    EXPECT_LT(timer.elapsed(), 1000);
+    EXPECT_EQ(length, 0);
+    EXPECT_FALSE(port.IsOpen());
+    delete[] reply;
+}
+
+TEST(CommandChannel, LostAdapterSeenFromWorkerThreadClosesThePort) {
+    auto sim = startInstrument();
+    ASSERT_TRUE(openDetectorPort(sim->portPath()));
+    SerialPortCross& port = CChromameterDetector::GetInstance()->m_port;
+    sim->unplug();
+    std::atomic<bool> done{false};
+    std::atomic<bool> result{true};
+    std::atomic<qint64> elapsed{0};
+    std::thread worker([&] {
+        char* reply = nullptr;
+        int length = -1;
+        QElapsedTimer timer;
+        timer.start();
+        result = CChromameterCommand().Read(&reply, length, 50, 100);
+        elapsed = timer.elapsed();
+        delete[] reply;
+        done = true;
+    });
+    // The port's thread must run its event loop to see the loss and to perform the close.
+    EXPECT_TRUE(waitUntil([&] { return done.load(); }, 8000));
+    worker.join();
+    EXPECT_FALSE(result);
+    EXPECT_LT(elapsed, 1000);
+    EXPECT_TRUE(waitUntil([&] { return !port.IsOpen(); }, 2000));
+}
+
+TEST(CommandChannel, ReplyBufferIsZeroFilledAndOwnedByTheCaller) {
+    auto sim = startInstrument();
+    sim->on("PING\n", "OK00\r\n");
+    ASSERT_TRUE(openDetectorPort(sim->portPath()));
+    ASSERT_TRUE(CChromameterCommand().Send("PING\n", 5));
+    char* reply = nullptr;
+    int length = -1;
+    ASSERT_TRUE(CChromameterCommand().Read(&reply, length, 20, 20));
+    EXPECT_EQ(length, 6);
+    EXPECT_STREQ(reply, "OK00\r\n");
+    EXPECT_TRUE(allZero(reply + length, CHROMAMETER_REPLY_SIZE - length));
+    CChromameterDetector::GetInstance()->ReleaseBuf(&reply);
+    EXPECT_EQ(reply, nullptr);
+}

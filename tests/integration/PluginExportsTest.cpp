@@ -1,0 +1,260 @@
+// The built plugin as a host sees it: what it exports, and what a host loading it with dlopen gets.
+#include "ChromameterDetector.h"
+#include "IMinolta.h"
+#include "Minolta.h"
+#include "ScriptedInstrument.h"
+#include "TestSupport.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStringList>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cxxabi.h>
+#include <dlfcn.h>
+#include <memory>
+
+namespace {
+
+typedef unsigned long (*CreateFn)(IMinolta**);
+typedef void (*SetCatalogueFn)(const char* const*, const char* const*, int);
+
+QString demangle(const QByteArray& name) {
+    int status = 0;
+    char* text = abi::__cxa_demangle(name.constData(), nullptr, nullptr, &status);
+    if (status != 0 || !text)
+        return QString::fromLatin1(name);
+    const QString result = QString::fromLatin1(text);
+    std::free(text);
+    return result;
+}
+
+// The defined dynamic symbols of the plugin, mangled, read with the toolchain's nm.
+QStringList exportedSymbols(QString* error) {
+    QProcess nm;
+    nm.start(QStringLiteral("nm"),
+             {QStringLiteral("-D"), QStringLiteral("--defined-only"), QStringLiteral(CHROMA_PLUGIN_PATH)});
+    if (!nm.waitForFinished(30000) || nm.exitStatus() != QProcess::NormalExit || nm.exitCode() != 0) {
+        *error = QString::fromLocal8Bit(nm.readAllStandardError()) + nm.errorString();
+        return {};
+    }
+    QStringList names;
+    for (const QByteArray& line : nm.readAllStandardOutput().split('\n')) {
+        const QList<QByteArray> fields = line.simplified().split(' ');
+        if (fields.size() >= 3)
+            names.append(QString::fromLatin1(fields.last()));
+    }
+    return names;
+}
+
+// What a host may see: the two C entry points, the detector class (its members, the nested clearer,
+// its meta-object, vtable and type information).
+bool isContractSymbol(const QString& mangled) {
+    if (mangled == QLatin1String("CreateChromameterMinolta") ||
+        mangled == QLatin1String("ChromameterSetPortCatalogue"))
+        return true;
+    const QString name = demangle(mangled.toLatin1());
+    for (const char* prefix :
+         {"CChromameterDetector::", "vtable for CChromameterDetector", "typeinfo for CChromameterDetector",
+          "typeinfo name for CChromameterDetector"}) {
+        if (name.startsWith(QLatin1String(prefix)))
+            return true;
+    }
+    return false;
+}
+
+// What the toolchain adds whatever the code says:
+// - the linker's section markers and init/fini entry points;
+// - the standard library's own template instantiations: libstdc++ gives namespace std default
+//   visibility, so the vtables and type information of std::thread's internal state objects are
+//   exported by every shared library that starts a std::thread;
+// - the type information of Qt's exported classes (QObjectData and the like), which the compiler
+//   emits where it needs it (the sanitizer's dynamic-type checks) with the visibility Qt gave them;
+// - AddressSanitizer's one-definition markers of exported globals ("__odr_asan." followed by the
+//   exported name) in a sanitized build.
+bool isToolchainSymbol(const QString& mangled) {
+    static const QStringList linker = {QStringLiteral("_init"), QStringLiteral("_fini"),
+                                       QStringLiteral("__bss_start"), QStringLiteral("_edata"),
+                                       QStringLiteral("_end")};
+    if (linker.contains(mangled))
+        return true;
+    const QString odrMarker = QStringLiteral("__odr_asan.");
+    if (mangled.startsWith(odrMarker))
+        return isContractSymbol(mangled.mid(odrMarker.size()));
+    const QString name = demangle(mangled.toLatin1());
+    for (const char* prefix : {"vtable for std::", "typeinfo for std::", "typeinfo name for std::"}) {
+        if (name.startsWith(QLatin1String(prefix)))
+            return true;
+    }
+    static const QRegularExpression qtTypeInfo(QStringLiteral("^typeinfo (name )?for Q[A-Z][A-Za-z]*$"));
+    return qtTypeInfo.match(name).hasMatch();
+}
+
+std::unique_ptr<ScriptedInstrument> startAnalyser() {
+    auto sim = std::make_unique<ScriptedInstrument>();
+    EXPECT_TRUE(sim->start());
+    sim->on("STR,4\r", "ER10\r\n");
+    sim->on("COM,1\n", "OK00\r\n");
+    sim->on("ZRC,1,", "OK00\r\n");
+    sim->on("COM,0\n", "OK00\r\n");
+    sim->on("MDS,0\n", "OK00\r\n");
+    sim->on("MES,1\n", "OK00,0,0,0.3127,0.3290,120.5,0,0\r\n");
+    return sim;
+}
+
+struct LoadedPlugin {
+    void* handle = nullptr;
+    CreateFn create = nullptr;
+    SetCatalogueFn setCatalogue = nullptr;
+};
+
+LoadedPlugin loadPlugin() {
+    LoadedPlugin plugin;
+    plugin.handle = dlopen(CHROMA_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
+    EXPECT_NE(plugin.handle, nullptr) << dlerror();
+    if (plugin.handle) {
+        plugin.create = reinterpret_cast<CreateFn>(dlsym(plugin.handle, "CreateChromameterMinolta"));
+        plugin.setCatalogue =
+            reinterpret_cast<SetCatalogueFn>(dlsym(plugin.handle, "ChromameterSetPortCatalogue"));
+    }
+    return plugin;
+}
+
+void pointAt(SetCatalogueFn setCatalogue, const QString& path) {
+    const QByteArray name = path.toUtf8();
+    const char* names[] = {name.constData()};
+    const char* descriptions[] = {"USB-Serial Controller"};
+    setCatalogue(names, descriptions, 1);
+}
+
+} // namespace
+
+TEST(PluginExports, OnlyTheHostContractIsExported) {
+    QString error;
+    const QStringList symbols = exportedSymbols(&error);
+    ASSERT_FALSE(symbols.isEmpty()) << error.toStdString();
+    QStringList unexpected;
+    for (const QString& symbol : symbols)
+        if (!isContractSymbol(symbol) && !isToolchainSymbol(symbol))
+            unexpected.append(symbol + QStringLiteral("  (") + demangle(symbol.toLatin1()) +
+                              QLatin1Char(')'));
+    EXPECT_TRUE(unexpected.isEmpty()) << unexpected.join('\n').toStdString();
+}
+
+TEST(PluginExports, HostEntryPointsAndDetectorHelpersAreExported) {
+    QString error;
+    const QStringList symbols = exportedSymbols(&error);
+    ASSERT_FALSE(symbols.isEmpty()) << error.toStdString();
+    QStringList names;
+    for (const QString& symbol : symbols)
+        names.append(demangle(symbol.toLatin1()));
+    for (const char* wanted :
+         {"CreateChromameterMinolta", "ChromameterSetPortCatalogue", "CChromameterDetector::GetInstance()",
+          "CChromameterDetector::ReleaseMinolta()", "CChromameterDetector::ReleaseBuf(char**)",
+          "CChromameterDetector::m_pInstance", "CChromameterDetector::m_clear"})
+        EXPECT_TRUE(names.contains(QLatin1String(wanted))) << wanted;
+    // The internal classes stay inside.
+    for (const QString& name : names) {
+        EXPECT_FALSE(name.contains(QLatin1String("CMinolta::"))) << name.toStdString();
+        EXPECT_FALSE(name.contains(QLatin1String("SerialPortCross::"))) << name.toStdString();
+        EXPECT_FALSE(name.contains(QLatin1String("CChromameterCommand::"))) << name.toStdString();
+        EXPECT_FALSE(name.contains(QLatin1String("CMinoltaVistor::"))) << name.toStdString();
+    }
+}
+
+TEST(PluginExports, HostLoadingThePluginFindsAndUsesItsEntryPoints) {
+    LoadedPlugin plugin = loadPlugin();
+    ASSERT_NE(plugin.handle, nullptr);
+    ASSERT_NE(plugin.create, nullptr) << dlerror();
+    ASSERT_NE(plugin.setCatalogue, nullptr) << dlerror();
+
+    auto sim = startAnalyser();
+    pointAt(plugin.setCatalogue, sim->portPath());
+    IMinolta* facade = nullptr;
+    ASSERT_EQ(plugin.create(&facade), RESULT_OK);
+    ASSERT_NE(facade, nullptr);
+    EXPECT_FALSE(facade->IsConnected());
+    RecordingWatcher watcher;
+    EXPECT_EQ(facade->RegisterWatcher(&watcher), 1ul);
+    ASSERT_EQ(facade->Connect(), RESULT_OK);
+    EXPECT_TRUE(facade->IsConnected());
+    EXPECT_EQ(sim->countReceived("COM,1\n"), 1);
+    EXPECT_EQ(watcher.count(QStringLiteral("connected")), 1);
+
+    EXPECT_EQ(facade->Measure(false), RESULT_OK);
+    ASSERT_TRUE(waitUntil([&] { return watcher.count(QStringLiteral("finished")) == 1; }, 10000));
+    SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
+    ASSERT_EQ(facade->ReadLvXy(data), RESULT_OK);
+    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
+    EXPECT_FLOAT_EQ(data.x, 0.3127f);
+    EXPECT_FLOAT_EQ(data.y, 0.3290f);
+
+    EXPECT_EQ(facade->Disconnect(), RESULT_OK);
+    EXPECT_FALSE(facade->IsConnected());
+    EXPECT_EQ(facade->UnregisterWatcher(&watcher), 1ul);
+    delete facade;
+    plugin.setCatalogue(nullptr, nullptr, -1);
+}
+
+TEST(PluginExports, HostLoadingThePluginGetsFailureWhenNothingAnswers) {
+    LoadedPlugin plugin = loadPlugin();
+    ASSERT_NE(plugin.handle, nullptr);
+    ASSERT_NE(plugin.create, nullptr);
+    ASSERT_NE(plugin.setCatalogue, nullptr);
+    // An adapter that is not there: detection fails at the open.
+    plugin.setCatalogue(nullptr, nullptr, 0);
+    IMinolta* facade = nullptr;
+    ASSERT_EQ(plugin.create(&facade), RESULT_OK);
+    EXPECT_EQ(facade->Connect(), RESULT_FAIL);
+    EXPECT_FALSE(facade->IsConnected());
+    delete facade;
+    plugin.setCatalogue(nullptr, nullptr, -1);
+}
+
+TEST(PluginExports, PluginHasItsOwnSingletonsApartFromTheLinkedCopy) {
+    // The library linked into this test and the loaded plugin are two copies: pointing the plugin's
+    // catalogue at an analyser leaves this copy's detection where it was.
+    LoadedPlugin plugin = loadPlugin();
+    ASSERT_NE(plugin.handle, nullptr);
+    auto sim = startAnalyser();
+    pointAt(plugin.setCatalogue, sim->portPath());
+    CatalogueScope none({});
+    IMinolta* loaded = nullptr;
+    ASSERT_EQ(plugin.create(&loaded), RESULT_OK);
+    IMinolta* linked = nullptr;
+    ASSERT_EQ(CreateChromameterMinolta(&linked), RESULT_OK);
+    ASSERT_EQ(loaded->Connect(), RESULT_OK);
+    EXPECT_TRUE(loaded->IsConnected());
+    EXPECT_FALSE(linked->IsConnected());
+    EXPECT_EQ(CChromameterDetector::GetInstance()->m_pMinolta, nullptr);
+    EXPECT_EQ(linked->Connect(), RESULT_FAIL);
+    EXPECT_TRUE(loaded->IsConnected());
+    delete linked;
+    delete loaded;
+    plugin.setCatalogue(nullptr, nullptr, -1);
+}
+
+TEST(PluginExports, UnloadingThePluginReleasesItsSingletonsCleanly) {
+    LoadedPlugin plugin = loadPlugin();
+    ASSERT_NE(plugin.handle, nullptr);
+    auto sim = startAnalyser();
+    pointAt(plugin.setCatalogue, sim->portPath());
+    IMinolta* facade = nullptr;
+    ASSERT_EQ(plugin.create(&facade), RESULT_OK);
+    ASSERT_EQ(facade->Connect(), RESULT_OK);
+    delete facade;
+    pumpEvents(100);
+    // The clearers delete the detector (closing its port and deleting its driver) and the registry.
+    EXPECT_EQ(dlclose(plugin.handle), 0) << dlerror();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    pumpEvents(50);
+    // The test's own copy of the library is untouched by the unload.
+    IMinolta* linked = nullptr;
+    ASSERT_EQ(CreateChromameterMinolta(&linked), RESULT_OK);
+    EXPECT_FALSE(linked->IsConnected());
+    delete linked;
+}

@@ -1,0 +1,535 @@
+// The serial port wrapper over a real pseudo-terminal served by the scripted instrument.
+#include "SerialPortCross.h"
+#include "ChromameterCommand.h"
+#include "ChromameterDetector.h"
+#include "ScriptedInstrument.h"
+#include "TestSupport.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEvent>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace {
+
+const QString kOpened = QString::fromUtf8("串口打开成功!");
+const QString kOpenFailed = QString::fromUtf8("打开失败!");
+
+std::unique_ptr<ScriptedInstrument> startInstrument() {
+    auto sim = std::make_unique<ScriptedInstrument>();
+    EXPECT_TRUE(sim->start());
+    return sim;
+}
+
+bool openAt(SerialPortCross& port, const QString& path, QSerialPort::BaudRate baud = QSerialPort::Baud9600,
+            QSerialPort::FlowControl flow = QSerialPort::NoFlowControl) {
+    return port.Open(path, baud, QSerialPort::NoParity, QSerialPort::Data8, QSerialPort::OneStop, flow);
+}
+
+// A path in a folder that exists but holds no device: opening it fails with "device not found".
+QString missingDevicePath(const QTemporaryDir& dir) {
+    return dir.path() + QStringLiteral("/cu.usbserial-GONE");
+}
+
+// The port object schedules the deletion of its QSerialPort; run it before the test ends.
+void flushDeferredDeletes() {
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+// Sends a trigger through the port (a direct write on this thread) so that the instrument answers.
+void trigger(SerialPortCross& port, const char* command) {
+    ASSERT_EQ(port.Write(command, unsigned(std::strlen(command))), unsigned(std::strlen(command)));
+}
+
+} // namespace
+
+TEST(SerialPortCross, ReadOnClosedPortReturnsZeroAndLogsNoIsOpen) {
+    MessageCapture log;
+    {
+        SerialPortCross port;
+        char buf[16] = {};
+        EXPECT_EQ(port.Read(buf, sizeof buf), 0u);
+        EXPECT_EQ(log.count(QStringLiteral("no isOpen")), 1);
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, WriteOnClosedPortReturnsZeroAndLogsNothing) {
+    MessageCapture log;
+    {
+        SerialPortCross port;
+        EXPECT_EQ(port.Write("ABC", 3), 0u);
+        EXPECT_TRUE(log.lines().isEmpty()) << log.lines().join('\n').toStdString();
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, SuccessfulOpenLogsSuccessAndAppliesLineSpeed) {
+    auto sim = startInstrument();
+    MessageCapture log;
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath(), QSerialPort::Baud9600));
+        EXPECT_TRUE(port.IsOpen());
+        EXPECT_EQ(log.count(kOpened), 1);
+        EXPECT_EQ(log.count(kOpenFailed), 0);
+        EXPECT_EQ(sim->lineBaud(), 9600);
+
+        ASSERT_TRUE(openAt(port, sim->portPath(), QSerialPort::Baud115200));
+        EXPECT_EQ(log.count(kOpened), 2);
+        EXPECT_EQ(sim->lineBaud(), 115200);
+        port.Close();
+        EXPECT_FALSE(port.IsOpen());
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, FailedOpenLogsFailureAndLeavesPortClosedEvenIfItWasOpen) {
+    auto sim = startInstrument();
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    MessageCapture log;
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        ASSERT_TRUE(port.IsOpen());
+        EXPECT_FALSE(openAt(port, missingDevicePath(dir)));
+        EXPECT_FALSE(port.IsOpen());
+        EXPECT_EQ(log.count(kOpenFailed), 1);
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, ReadWithNothingReceivedReturnsZeroAfterFourSlices) {
+    auto sim = startInstrument();
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        char buf[64] = {};
+        QElapsedTimer timer;
+        timer.start();
+        EXPECT_EQ(port.Read(buf, sizeof buf), 0u);
+        const qint64 elapsed = timer.elapsed();
+        EXPECT_GE(elapsed, 75);
+        EXPECT_LT(elapsed, 300);
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, ReadHandsOutTheWholeChunkEvenWhenLongerThanRequested) {
+    auto sim = startInstrument();
+    const QByteArray reply("OK00,1.234,5.678,9.012\r\n");
+    sim->on("PING\n", reply);
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        MessageCapture log;
+        trigger(port, "PING\n");
+        ASSERT_TRUE(waitUntil([&] { return log.count(QStringLiteral("ready ")) >= 1; }, 2000));
+        std::vector<char> buf(1024, '\0');
+        const unsigned n = port.Read(buf.data(), 4);
+        ASSERT_EQ(n, unsigned(reply.size()));
+        EXPECT_EQ(QByteArray(buf.data(), int(n)), reply);
+        EXPECT_EQ(log.count(QString::fromUtf8("接收") + QString::fromLatin1(reply)), 1);
+        // Handed out once: the buffer is empty afterwards.
+        EXPECT_EQ(port.Read(buf.data(), 4), 0u);
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, ReadFindingDataReturnsAfterOneSlice) {
+    auto sim = startInstrument();
+    sim->on("PING\n", "PONG\r\n");
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        MessageCapture log;
+        trigger(port, "PING\n");
+        ASSERT_TRUE(waitUntil([&] { return log.count(QStringLiteral("ready PONG")) == 1; }, 2000));
+        char buf[1024] = {};
+        QElapsedTimer timer;
+        timer.start();
+        EXPECT_EQ(port.Read(buf, sizeof buf), 6u);
+        const qint64 elapsed = timer.elapsed();
+        // The flag is looked at only between 20 ms slices.
+        EXPECT_GE(elapsed, 18);
+        EXPECT_LT(elapsed, 75);
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, TwoChunksBeforeReadYieldOnlyTheSecond) {
+    auto sim = startInstrument();
+    sim->onPieces("PING\n", {ReplyPiece{0, "FIRST\r\n"}, ReplyPiece{150, "SECOND\r\n"}});
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        MessageCapture log;
+        trigger(port, "PING\n");
+        ASSERT_TRUE(waitUntil([&] { return log.count(QStringLiteral("ready SECOND")) == 1; }, 3000));
+        EXPECT_EQ(log.count(QStringLiteral("ready FIRST")), 1);
+        char buf[1024] = {};
+        const unsigned n = port.Read(buf, sizeof buf);
+        EXPECT_EQ(QByteArray(buf, int(n)), QByteArray("SECOND\r\n"));
+        EXPECT_EQ(port.Read(buf, sizeof buf), 0u);
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, ChunkStartingWithNulIsLoggedAndDropped) {
+    auto sim = startInstrument();
+    sim->onPieces("PING\n", {ReplyPiece{0, "GOOD\r\n"}, ReplyPiece{150, QByteArray("\0BAD\r\n", 6)}});
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        MessageCapture log;
+        trigger(port, "PING\n");
+        ASSERT_TRUE(waitUntil([&] { return log.count(QStringLiteral("NULL ")) == 1; }, 3000));
+        // The line is "NULL " followed by the (empty) text before the NUL.
+        EXPECT_TRUE(log.lines().contains(QStringLiteral("NULL ")));
+        // Neither stored nor flagged: the earlier chunk is still the one handed out.
+        char buf[1024] = {};
+        const unsigned n = port.Read(buf, sizeof buf);
+        EXPECT_EQ(QByteArray(buf, int(n)), QByteArray("GOOD\r\n"));
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, ChunkStartingWithNulAloneCountsAsNothingReceived) {
+    auto sim = startInstrument();
+    sim->on("PING\n", QByteArray("\0\x01\x02\x03", 4));
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        MessageCapture log;
+        trigger(port, "PING\n");
+        ASSERT_TRUE(waitUntil([&] { return log.count(QStringLiteral("NULL ")) == 1; }, 3000));
+        char buf[1024] = {};
+        EXPECT_EQ(port.Read(buf, sizeof buf), 0u);
+        EXPECT_EQ(log.count(QStringLiteral("ready ")), 0);
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, ChunkWithLaterNulIsStoredWhole) {
+    auto sim = startInstrument();
+    const QByteArray reply("AB\0CD\r\n", 7);
+    sim->on("PING\n", reply);
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        MessageCapture log;
+        trigger(port, "PING\n");
+        ASSERT_TRUE(waitUntil([&] { return log.count(QStringLiteral("ready ")) == 1; }, 3000));
+        // The log shows the text up to the NUL.
+        EXPECT_TRUE(log.lines().contains(QStringLiteral("ready AB")));
+        char buf[1024] = {};
+        const unsigned n = port.Read(buf, sizeof buf);
+        EXPECT_EQ(QByteArray(buf, int(n)), reply);
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, ChunkReceivedBeforeCloseIsHandedOutAfterReopen) {
+    auto sim = startInstrument();
+    sim->on("PING\n", "KEPT\r\n");
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        MessageCapture log;
+        trigger(port, "PING\n");
+        ASSERT_TRUE(waitUntil([&] { return log.count(QStringLiteral("ready KEPT")) == 1; }, 3000));
+        port.Close();
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        char buf[1024] = {};
+        const unsigned n = port.Read(buf, sizeof buf);
+        EXPECT_EQ(QByteArray(buf, int(n)), QByteArray("KEPT\r\n"));
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, SecondOpenMakesEachChunkReachTheReceiverTwiceHarmlessly) {
+    auto sim = startInstrument();
+    sim->on("PING\n", "ONCE\r\n");
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        MessageCapture log;
+        trigger(port, "PING\n");
+        ASSERT_TRUE(waitUntil([&] { return log.count(QStringLiteral("ready ONCE")) >= 1; }, 3000));
+        pumpEvents(100);
+        // The second delivery finds nothing available and returns at once: one chunk, one line.
+        EXPECT_EQ(log.count(QStringLiteral("ready ")), 1);
+        EXPECT_EQ(log.count(QStringLiteral("NULL ")), 0);
+        char buf[1024] = {};
+        const unsigned n = port.Read(buf, sizeof buf);
+        EXPECT_EQ(QByteArray(buf, int(n)), QByteArray("ONCE\r\n"));
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, EachSuccessfulOpenAddsOneDeliveryOfEveryError) {
+    // The error of a failed open reaches the receivers connected by the earlier successful opens:
+    // once after one open, twice after two.
+    auto sim = startInstrument();
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString errorLine = QStringLiteral(" error occurred. DeviceNotFoundError");
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        MessageCapture log;
+        EXPECT_FALSE(openAt(port, missingDevicePath(dir)));
+        EXPECT_EQ(log.count(errorLine), 1) << log.lines().join('\n').toStdString();
+
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        log.clear();
+        EXPECT_FALSE(openAt(port, missingDevicePath(dir)));
+        EXPECT_EQ(log.count(errorLine), 3) << log.lines().join('\n').toStdString();
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, OtherErrorsAreLoggedWithTheirNameAndCleared) {
+    auto sim = startInstrument();
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        port.Close();
+        MessageCapture log;
+        EXPECT_FALSE(openAt(port, missingDevicePath(dir)));
+        EXPECT_TRUE(log.lines().contains(QStringLiteral(" error occurred. DeviceNotFoundError")))
+            << log.lines().join('\n').toStdString();
+        // The error was cleared, so the closed port does not count as a vanished device.
+        EXPECT_TRUE(port.IsPortConnect());
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, OpenPortCountsAsConnected) {
+    auto sim = startInstrument();
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        EXPECT_TRUE(port.IsPortConnect());
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, MerelyClosedPortStillCountsAsConnected) {
+    {
+        SerialPortCross never;
+        EXPECT_TRUE(never.IsPortConnect());
+    }
+    auto sim = startInstrument();
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        port.Close();
+        EXPECT_TRUE(port.IsPortConnect());
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, ClosedPortWhoseDeviceWasNotFoundCountsAsLost) {
+    // No receiver is connected before the first successful open, so the error stays uncleared.
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    {
+        SerialPortCross port;
+        EXPECT_FALSE(openAt(port, missingDevicePath(dir)));
+        EXPECT_FALSE(port.IsOpen());
+        EXPECT_FALSE(port.IsPortConnect());
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, UnpluggedAdapterIsReportedAndThePortLeftOpen) {
+    auto sim = startInstrument();
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        MessageCapture log;
+        sim->unplug();
+        // The hung-up line is reported as an error of the port (on Linux a read error: the line
+        // reads as end of file); it is logged and cleared, and the port stays open.
+        ASSERT_TRUE(waitUntil([&] { return !port.IsPortConnect(); }, 3000))
+            << log.lines().join('\n').toStdString();
+        EXPECT_TRUE(log.contains(QStringLiteral(" error occurred.")) ||
+                    log.contains(QStringLiteral("Resource error occurred.")))
+            << log.lines().join('\n').toStdString();
+        EXPECT_TRUE(port.IsOpen());
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, ResourceErrorIsLoggedClearedAndLeavesThePortOpen) {
+    auto sim = startInstrument();
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        MessageCapture log;
+        sim->unplug();
+        // Writing to the vanished device fails with a resource error.
+        port.Write("PING\n", 5);
+        ASSERT_TRUE(waitUntil([&] { return log.contains(QStringLiteral("Resource error occurred.")); }, 3000))
+            << log.lines().join('\n').toStdString();
+        EXPECT_TRUE(log.lines().contains(QStringLiteral("Resource error occurred.")));
+        EXPECT_TRUE(port.IsOpen());
+        EXPECT_FALSE(port.IsPortConnect());
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, UnpluggedAdapterCountsAsLostUntilNextSuccessfulOpen) {
+    auto sim = startInstrument();
+    auto other = startInstrument();
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        sim->unplug();
+        ASSERT_TRUE(waitUntil([&] { return !port.IsPortConnect(); }, 3000));
+        pumpEvents(50);
+        EXPECT_FALSE(port.IsPortConnect());
+        // Closing does not end the loss, nor does an open that fails.
+        port.Close();
+        EXPECT_FALSE(port.IsPortConnect());
+        EXPECT_FALSE(openAt(port, missingDevicePath(dir)));
+        EXPECT_FALSE(port.IsPortConnect());
+        ASSERT_TRUE(openAt(port, other->portPath()));
+        EXPECT_TRUE(port.IsPortConnect());
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, RepeatedErrorsOfALostDeviceAreLoggedOnce) {
+    auto sim = startInstrument();
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        MessageCapture log;
+        sim->unplug();
+        ASSERT_TRUE(waitUntil([&] { return !port.IsPortConnect(); }, 3000));
+        // The dead line keeps raising errors, and writes and reads on it raise more; each kind is
+        // logged once.
+        char buf[64] = {};
+        for (int i = 0; i < 5; ++i) {
+            port.Write("PING\n", 5);
+            port.Read(buf, sizeof buf);
+        }
+        pumpEvents(200);
+        QStringList errorLines;
+        for (const QString& line : log.lines())
+            if (line.contains(QStringLiteral("error occurred.")))
+                errorLines.append(line);
+        EXPECT_FALSE(errorLines.isEmpty());
+        EXPECT_LE(log.count(QStringLiteral("Resource error occurred.")), 1);
+        EXPECT_EQ(errorLines.removeDuplicates(), 0) << errorLines.join('\n').toStdString();
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, WriteThatCannotDrainIsLoggedAndStillReturnsTheCount) {
+    // With software flow control, the instrument's XOFF stops the line: the write cannot leave
+    // within its 100 ms.
+    auto sim = startInstrument();
+    sim->on("STOP\n", "\x13");
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath(), QSerialPort::Baud9600, QSerialPort::SoftwareControl));
+        trigger(port, "STOP\n");
+        ASSERT_TRUE(waitUntil([&] { return sim->bytesSent() >= 1; }, 2000));
+        pumpEvents(50);
+        MessageCapture log;
+        QElapsedTimer timer;
+        timer.start();
+        // The first write may still fit the line's buffer; keep writing until one cannot drain.
+        const QByteArray block(4096, 'D');
+        unsigned written = 0;
+        for (int i = 0; i < 64 && !log.contains(QStringLiteral("Timeout writing data")); ++i)
+            written = port.Write(block.constData(), unsigned(block.size()));
+        EXPECT_TRUE(log.contains(QStringLiteral("Timeout writing data")));
+        EXPECT_EQ(written, unsigned(block.size()));
+        EXPECT_GE(timer.elapsed(), 95);
+    }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, OverlongChunkNeverPassesTheReplyBuffer) {
+    auto sim = startInstrument();
+    // Three times the reply buffer, in one chunk: the reply lies complete in the line (which holds
+    // up to 4 KiB) before anything reads it.
+    QByteArray reply(3000, 'L');
+    reply[0] = 'O';
+    sim->on("PING\n", reply);
+    CChromameterDetector* detector = CChromameterDetector::GetInstance();
+    ASSERT_TRUE(openAt(detector->m_port, sim->portPath()));
+    MessageCapture log;
+    ASSERT_TRUE(CChromameterCommand().Send("PING\n", 5));
+    for (int i = 0; i < 200 && sim->bytesSent() < reply.size(); ++i)
+        QThread::msleep(5);
+    ASSERT_EQ(sim->bytesSent(), reply.size());
+    QThread::msleep(50);
+    char* buf = nullptr;
+    int length = -1;
+    EXPECT_TRUE(CChromameterCommand().Read(&buf, length, 20, 10));
+    ASSERT_NE(buf, nullptr);
+    EXPECT_EQ(length, CHROMAMETER_REPLY_SIZE - 1);
+    EXPECT_EQ(buf[0], 'O');
+    EXPECT_EQ(buf[CHROMAMETER_REPLY_SIZE - 2], 'L');
+    EXPECT_EQ(buf[CHROMAMETER_REPLY_SIZE - 1], '\0');
+    EXPECT_EQ(log.count(QStringLiteral("dropped")), 1) << log.lines().join('\n').toStdString();
+    detector->ReleaseBuf(&buf);
+    EXPECT_EQ(buf, nullptr);
+}
+
+TEST(SerialPortCross, OverlongReplyInPiecesIsCutAtTheReplyBufferAndTakenWhole) {
+    auto sim = startInstrument();
+    // 5000 bytes in five pieces, each meant to arrive while the previous one is being read.
+    QList<ReplyPiece> pieces;
+    const char letters[] = "ABCDE";
+    for (int i = 0; i < 5; ++i)
+        pieces.append(ReplyPiece{i == 0 ? 0 : 45, QByteArray(1000, letters[i])});
+    sim->onPieces("PING\n", pieces);
+    CChromameterDetector* detector = CChromameterDetector::GetInstance();
+    ASSERT_TRUE(openAt(detector->m_port, sim->portPath()));
+    MessageCapture log;
+    ASSERT_TRUE(CChromameterCommand().Send("PING\n", 5));
+    char* buf = nullptr;
+    int length = -1;
+    EXPECT_TRUE(CChromameterCommand().Read(&buf, length, 20, 10));
+    ASSERT_NE(buf, nullptr);
+    EXPECT_GT(length, 0);
+    EXPECT_LE(length, CHROMAMETER_REPLY_SIZE - 1);
+    EXPECT_EQ(buf[CHROMAMETER_REPLY_SIZE - 1], '\0');
+    // Whatever was kept is in the order sent.
+    for (int i = 1; i < length; ++i)
+        ASSERT_LE(buf[i - 1], buf[i]) << i;
+    if (log.count(QString::fromUtf8("接收")) == 5) {
+        // Every piece was taken before the next arrived (the usual case; under heavy load a piece
+        // can replace the one before it, as the port keeps one chunk only): the buffer filled up.
+        EXPECT_EQ(length, CHROMAMETER_REPLY_SIZE - 1);
+        EXPECT_EQ(QByteArray(buf, 1000), QByteArray(1000, 'A'));
+        EXPECT_EQ(QByteArray(buf + 1000, 23), QByteArray(23, 'B'));
+        EXPECT_GE(log.count(QStringLiteral("dropped")), 1) << log.lines().join('\n').toStdString();
+    }
+    delete[] buf;
+    // The excess went with the reply: nothing of it is left for the next exchange.
+    EXPECT_EQ(sim->bytesSent(), 5000);
+    char next[64] = {};
+    EXPECT_EQ(detector->m_port.Read(next, sizeof next), 0u);
+}
