@@ -51,6 +51,7 @@ struct SimInstrument::Impl {
     // Bytes that are due but did not fit into the device yet.
     QByteArray output;
     qint64 bytesSent = 0;
+    Clock::time_point lastWrite{};
     quint64 unplugRequests = 0;
     quint64 unplugsDone = 0;
 
@@ -76,6 +77,7 @@ struct SimInstrument::Impl {
         const qint64 n = link.write(output);
         if (n > 0) {
             bytesSent += n;
+            lastWrite = Clock::now();
             output.remove(0, int(n));
         } else if (n < 0 && !link.isPlugged()) {
             output.clear();
@@ -126,6 +128,7 @@ bool SimInstrument::start() {
         d->schedule.clear();
         d->output.clear();
         d->bytesSent = 0;
+        d->lastWrite = Clock::time_point{};
     }
     d->thread = std::thread([this] { run(); });
     return true;
@@ -293,6 +296,11 @@ qint64 SimInstrument::elapsedMs() const {
 qint64 SimInstrument::bytesSent() const {
     std::lock_guard<std::mutex> lock(d->mutex);
     return d->bytesSent;
+}
+
+qint64 SimInstrument::lastWriteSteadyNs() const {
+    std::lock_guard<std::mutex> lock(d->mutex);
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(d->lastWrite.time_since_epoch()).count();
 }
 
 void SimInstrument::reply(const QByteArray& bytes, int delayMs) {

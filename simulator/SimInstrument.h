@@ -57,6 +57,9 @@ public:
     qint64 elapsedMs() const;
     // Bytes written to the library so far.
     qint64 bytesSent() const;
+    // When the last byte so far went to the library: std::chrono::steady_clock nanoseconds since its
+    // epoch, 0 before the first write. Lets a host time its reaction to a reply against the wire.
+    qint64 lastWriteSteadyNs() const;
 
 protected:
     // Called on the simulator thread with each stretch of bytes as it arrives.
