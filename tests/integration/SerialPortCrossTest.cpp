@@ -15,7 +15,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
+#include <termios.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -89,6 +92,36 @@ TEST(SerialPortCross, SuccessfulOpenLogsSuccessAndAppliesLineSpeed) {
         port.Close();
         EXPECT_FALSE(port.IsOpen());
     }
+    flushDeferredDeletes();
+}
+
+TEST(SerialPortCross, OpenAppliesTheLineSettings) {
+    auto sim = startInstrument();
+    // A hold of our own on the device, taken before the port claims it, to read its settings.
+    const int fd = ::open(sim->portPath().toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    ASSERT_GE(fd, 0);
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(port.Open(sim->portPath(), QSerialPort::Baud115200, QSerialPort::EvenParity,
+                              QSerialPort::Data7, QSerialPort::TwoStop, QSerialPort::HardwareControl));
+        termios tio;
+        ASSERT_EQ(::tcgetattr(fd, &tio), 0);
+        // A pseudo-terminal keeps eight data bits without parity whatever is asked (the Linux pty
+        // driver forces them), so only the stop bits, flow control and speed show here.
+        EXPECT_NE(tio.c_cflag & CSTOPB, 0u);
+        EXPECT_NE(tio.c_cflag & CRTSCTS, 0u);
+        EXPECT_EQ(sim->lineBaud(), 115200);
+
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        ASSERT_EQ(::tcgetattr(fd, &tio), 0);
+        EXPECT_EQ(tio.c_cflag & CSIZE, tcflag_t(CS8));
+        EXPECT_EQ(tio.c_cflag & PARENB, 0u);
+        EXPECT_EQ(tio.c_cflag & CSTOPB, 0u);
+        EXPECT_EQ(tio.c_cflag & CRTSCTS, 0u);
+        EXPECT_EQ(tio.c_iflag & (IXON | IXOFF), 0u);
+        EXPECT_EQ(sim->lineBaud(), 9600);
+    }
+    ::close(fd);
     flushDeferredDeletes();
 }
 
