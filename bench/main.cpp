@@ -1,0 +1,427 @@
+// chromameter-bench: how fast and how light the library is, on the simulator, beside the floor that
+// the protocols' own waits impose. Prints one line per figure; see bench/RESULTS.md for a real run.
+
+#include "AnalyserModel.h"
+#include "ChromameterDetector.h"
+#include "ChromameterMinoltaApi.h"
+#include "InstrumentModel.h"
+#include "JingceModel.h"
+#include "PhotoResearchModel.h"
+#include "ProcessProbe.h"
+#include "ProtocolFloors.h"
+#include "RemoteModel.h"
+#include "SimFamilies.h"
+#include "SpectroModel.h"
+#include "TimingWatcher.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QProcess>
+#include <QTimer>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace {
+
+struct Settings {
+    int detectionRuns = 3;
+    int latencySamples = 100;
+    int waitSeconds = 30;
+    std::vector<int> memoryCheckpoints{10, 100, 1000};
+};
+
+// The library talks to the Qt debug stream on every reply; a benchmark host keeps it quiet so the
+// figures hold the library's work and not a terminal's.
+void quietMessages(QtMsgType, const QMessageLogContext&, const QString&) {}
+
+void line(const QString& text) {
+    std::printf("%s\n", text.toUtf8().constData());
+    std::fflush(stdout);
+}
+
+QString goal(bool met) {
+    return met ? QStringLiteral("goal met") : QStringLiteral("GOAL MISSED");
+}
+
+double quantile(std::vector<double> values, double q) {
+    if (values.empty())
+        return 0.0;
+    std::sort(values.begin(), values.end());
+    const size_t rank = size_t(std::ceil(q * double(values.size())));
+    return values[rank == 0 ? 0 : rank - 1];
+}
+
+void pointDetectionAt(const QString& portPath) {
+    const QByteArray name = portPath.toUtf8();
+    const char* names[] = {name.constData()};
+    const char* descriptions[] = {"USB-Serial Controller"};
+    ChromameterSetPortCatalogue(names, descriptions, 1);
+}
+
+void pump(int ms) {
+    QEventLoop loop;
+    // Precise: a coarse timer may end a 30 s window 1.5 s early.
+    QTimer::singleShot(ms, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+std::unique_ptr<IMinolta> newFacade() {
+    IMinolta* created = nullptr;
+    CreateChromameterMinolta(&created);
+    return std::unique_ptr<IMinolta>(created);
+}
+
+bool connectTo(IMinolta* facade, const QString& portPath, int expectedType) {
+    pointDetectionAt(portPath);
+    return facade->Connect() == RESULT_OK &&
+           CChromameterDetector::GetInstance()->m_nInstrumentType == expectedType;
+}
+
+// One measurement as a host makes it: start it, sleep in the event loop until the watcher hears.
+bool measureOnce(IMinolta* facade, TimingWatcher& watcher, int timeoutMs) {
+    QEventLoop loop;
+    watcher.arm(&loop);
+    if (facade->Measure(false) != RESULT_OK)
+        return false;
+    return watcher.wait(loop, timeoutMs);
+}
+
+// 1. Detection time of each family beside the floor of the protocol's own waits.
+void benchDetection(const Settings& s, IMinolta* facade) {
+    line(QStringLiteral("## 1. Detection time (median of %1 runs; floor = failing budgets of the drivers "
+                        "tried before + own handshake answered at once)")
+             .arg(s.detectionRuns));
+    for (int type = 0; type < 5; ++type) {
+        const QString family = SimFamilyName(type);
+        std::vector<double> ms;
+        int wrong = 0;
+        for (int run = 0; run < s.detectionRuns; ++run) {
+            std::unique_ptr<InstrumentModel> model = CreateFamilyModel(family);
+            if (!model || !model->start()) {
+                ++wrong;
+                continue;
+            }
+            pointDetectionAt(model->portPath());
+            QElapsedTimer timer;
+            timer.start();
+            const unsigned long rc = facade->Connect();
+            ms.push_back(double(timer.nsecsElapsed()) / 1e6);
+            if (rc != RESULT_OK || CChromameterDetector::GetInstance()->m_nInstrumentType != type)
+                ++wrong;
+            facade->Disconnect();
+        }
+        const double median = quantile(ms, 0.5);
+        const int floor = DetectionFloorMs(type);
+        const double ratio = median / floor;
+        line(
+            QStringLiteral("detection %1 (type %2): median %3 ms, min %4 ms, floor %5 ms (%6), ratio %7 "
+                           "[goal <= 1.10: %8]%9")
+                .arg(family, -13)
+                .arg(type)
+                .arg(median, 0, 'f', 1)
+                .arg(quantile(ms, 0.0), 0, 'f', 1)
+                .arg(floor)
+                .arg(DetectionFloorText(type))
+                .arg(ratio, 0, 'f', 3)
+                .arg(goal(ratio <= 1.10))
+                .arg(wrong ? QStringLiteral(" (%1 runs did not detect the family!)").arg(wrong) : QString()));
+    }
+}
+
+// 2. From the simulator's last result byte to OnMeasureFinished, per text-protocol family.
+void benchLatency(const Settings& s, IMinolta* facade) {
+    line(QStringLiteral("## 2. Completion-to-callback latency (%1 measurements per family; instrument "
+                        "takes 30-69 ms, uniform, so results land at every phase of the read slices)")
+             .arg(s.latencySamples));
+    for (int type : {0, 1, 3, 4}) {
+        const QString family = SimFamilyName(type);
+        std::unique_ptr<InstrumentModel> model = CreateFamilyModel(family);
+        if (!model || !model->start() || !connectTo(facade, model->portPath(), type)) {
+            line(QStringLiteral("latency %1: could not connect").arg(family));
+            continue;
+        }
+        TimingWatcher watcher;
+        facade->RegisterWatcher(&watcher);
+        std::mt19937 random(unsigned(type) + 1);
+        std::uniform_int_distribution<int> delay(30, 69);
+        std::vector<double> ms, lockedFloor;
+        int failed = 0;
+        QElapsedTimer wall;
+        wall.start();
+        for (int i = 0; i < s.latencySamples; ++i) {
+            const int instrumentMs = delay(random);
+            model->setMeasureDelayMs(instrumentMs);
+            if (!measureOnce(facade, watcher, 15000)) {
+                ++failed;
+                continue;
+            }
+            ms.push_back(double(watcher.finishedAtNs() - model->lastWriteSteadyNs()) / 1e6);
+            lockedFloor.push_back(LockedLatencyFloorMs(instrumentMs, MeasureReadWaitMs(type)));
+        }
+        facade->UnregisterWatcher(&watcher);
+        facade->Disconnect();
+        const double median = quantile(ms, 0.5), p95 = quantile(ms, 0.95);
+        const double lockedMedian = quantile(lockedFloor, 0.5), lockedP95 = quantile(lockedFloor, 0.95);
+        line(QStringLiteral(
+                 "latency %1: median %2 ms, p95 %3 ms, min %4 ms, max %5 ms; slice floor median %6 ms, "
+                 "p95 %7 ms, min %8 ms; ratio median %9, p95 %10 (%11 ok, %12 failed, %13 s)")
+                 .arg(family, -13)
+                 .arg(median, 0, 'f', 1)
+                 .arg(p95, 0, 'f', 1)
+                 .arg(quantile(ms, 0.0), 0, 'f', 1)
+                 .arg(quantile(ms, 1.0), 0, 'f', 1)
+                 .arg(LatencyFloorQuantileMs(0.5), 0, 'f', 0)
+                 .arg(LatencyFloorQuantileMs(0.95), 0, 'f', 0)
+                 .arg(LatencyFloorMinMs())
+                 .arg(median / LatencyFloorQuantileMs(0.5), 0, 'f', 3)
+                 .arg(p95 / LatencyFloorQuantileMs(0.95), 0, 'f', 3)
+                 .arg(ms.size())
+                 .arg(failed)
+                 .arg(double(wall.elapsed()) / 1000.0, 0, 'f', 1));
+        line(QStringLiteral("latency %1: floor with the command held behind the first read (wait between "
+                            "reads %2 ms): median %3 ms, p95 %4 ms; ratio median %5, p95 %6")
+                 .arg(family, -13)
+                 .arg(MeasureReadWaitMs(type))
+                 .arg(lockedMedian, 0, 'f', 1)
+                 .arg(lockedP95, 0, 'f', 1)
+                 .arg(median / lockedMedian, 0, 'f', 3)
+                 .arg(p95 / lockedP95, 0, 'f', 3));
+    }
+}
+
+// 3. CPU the process spends while a measurement waits for a slow instrument. The instrument runs in
+// a child process so that only the library and its host are counted.
+void benchWaitCost(const Settings& s, IMinolta* facade) {
+    line(QStringLiteral("## 3. Cost of waiting (analyser answering after %1 s; simulator in a child "
+                        "process; host sleeping in its event loop)")
+             .arg(s.waitSeconds + 2));
+    RemoteModel remote(QStringLiteral("analyser"), (s.waitSeconds + 2) * 1000);
+    if (!remote.start() || !connectTo(facade, remote.portPath(), 1)) {
+        line(QStringLiteral("wait cost: could not connect"));
+        return;
+    }
+    TimingWatcher watcher;
+    facade->RegisterWatcher(&watcher);
+    QEventLoop outcome;
+    watcher.arm(&outcome);
+    facade->Measure(false);
+    QElapsedTimer wall;
+    wall.start();
+    const std::int64_t cpu0 = ProcessCpuMicros();
+    pump(s.waitSeconds * 1000);
+    const std::int64_t cpu = ProcessCpuMicros() - cpu0;
+    const double wallUs = double(wall.nsecsElapsed()) / 1e3;
+    const bool finished = watcher.wait(outcome, 20000);
+    facade->UnregisterWatcher(&watcher);
+    facade->Disconnect();
+    const double percent = 100.0 * double(cpu) / wallUs;
+    line(QStringLiteral("wait cost analyser: %1 ms CPU over %2 s wall = %3 % of one core [goal < 1 %: %4]; "
+                        "measurement then %5")
+             .arg(double(cpu) / 1000.0, 0, 'f', 1)
+             .arg(wallUs / 1e6, 0, 'f', 1)
+             .arg(percent, 0, 'f', 3)
+             .arg(goal(percent < 1.0))
+             .arg(finished ? QStringLiteral("finished") : QStringLiteral("did NOT finish")));
+}
+
+// 4. Resident memory and heap over many measurement cycles, in a process of its own (this program
+// started with --memory) so that the other figures' objects do not blur it and it can run beside them.
+// The analyser has the quickest complete cycle (measure, then the values from the driver's store).
+// The allocator and Qt's event queues breathe by a few KiB between checkpoints; a leak of even 9 bytes
+// a cycle over 900 cycles would stand out above this.
+constexpr std::int64_t kHeapNoiseBytes = 8 * 1024;
+constexpr std::int64_t kResidentNoiseBytes = 64 * 1024;
+
+void benchMemory(const Settings& s, IMinolta* facade) {
+    RemoteModel remote(QStringLiteral("analyser"), 0);
+    if (!remote.start() || !connectTo(facade, remote.portPath(), 1)) {
+        line(QStringLiteral("memory: could not connect"));
+        return;
+    }
+    TimingWatcher watcher;
+    facade->RegisterWatcher(&watcher);
+    int done = 0, failed = 0;
+    std::vector<std::int64_t> rss, heap;
+    QElapsedTimer wall;
+    wall.start();
+    for (int checkpoint : s.memoryCheckpoints) {
+        for (; done < checkpoint; ++done) {
+            SChromameterMeasureData data = {0, 0, 0, 0};
+            if (!measureOnce(facade, watcher, 15000) || facade->ReadLvXy(data) != RESULT_OK)
+                ++failed;
+        }
+        // Let the last worker thread end before counting.
+        pump(50);
+        rss.push_back(ResidentBytes());
+        heap.push_back(HeapInUseBytes());
+        line(QStringLiteral("memory after %1 cycles: resident %2 KiB, heap in use %3 KiB")
+                 .arg(checkpoint, 5)
+                 .arg(double(rss.back()) / 1024.0, 0, 'f', 1)
+                 .arg(double(heap.back()) / 1024.0, 0, 'f', 1));
+    }
+    facade->UnregisterWatcher(&watcher);
+    facade->Disconnect();
+    const size_t n = s.memoryCheckpoints.size();
+    if (n >= 2) {
+        const double cycles = s.memoryCheckpoints[n - 1] - s.memoryCheckpoints[n - 2];
+        const double heapGrowth = double(heap[n - 1] - heap[n - 2]) / cycles;
+        const double rssGrowth = double(rss[n - 1] - rss[n - 2]) / cycles;
+        line(QStringLiteral(
+                 "memory growth per cycle after warm-up (cycles %1 to %2): heap %3 B, resident %4 B "
+                 "[goal no growth, i.e. under %8 KiB heap and %9 KiB resident over those cycles: %5] (%6 "
+                 "failed cycles, %7 s)")
+                 .arg(s.memoryCheckpoints[n - 2])
+                 .arg(s.memoryCheckpoints[n - 1])
+                 .arg(heapGrowth, 0, 'f', 2)
+                 .arg(rssGrowth, 0, 'f', 2)
+                 .arg(goal(heap[n - 1] - heap[n - 2] < kHeapNoiseBytes &&
+                           rss[n - 1] - rss[n - 2] < kResidentNoiseBytes))
+                 .arg(failed)
+                 .arg(double(wall.elapsed()) / 1000.0, 0, 'f', 1)
+                 .arg(kHeapNoiseBytes / 1024)
+                 .arg(kResidentNoiseBytes / 1024));
+    }
+}
+
+// 5. Bytes on the wire for one reading (measure and read the values) beside the protocol's minimum.
+struct WireMinimum {
+    int toInstrument;
+    int fromInstrument;
+    QString what;
+};
+
+WireMinimum wireMinimum(int type, InstrumentModel* model) {
+    switch (type) {
+    case 0:
+        return {8 + 12, 6 + int(static_cast<SpectroModel*>(model)->lvXyLine().size()),
+                QStringLiteral("MEAS,1 + OK00; MEDR,2,0,2 + values")};
+    case 1:
+        return {6, int(static_cast<AnalyserModel*>(model)->measurementLine(0).size()),
+                QStringLiteral("MES,1 + values")};
+    case 2:
+        return {3 * 100, 3 * 200, QStringLiteral("MEAS, one STSG, MSCG part 1 frames + one reply each")};
+    case 3:
+        return {3, int(static_cast<PhotoResearchModel*>(model)->reportLine().size()),
+                QStringLiteral("M1 + report")};
+    default:
+        return {4, int(static_cast<JingceModel*>(model)->measurementLine(0).size()),
+                QStringLiteral("MES + values")};
+    }
+}
+
+void benchWire(IMinolta* facade) {
+    line(QStringLiteral("## 5. Bytes on the wire per reading (Measure + ReadLvXy; luminance: Measure + "
+                        "ReadLastestData), third cycle"));
+    for (int type = 0; type < 5; ++type) {
+        const QString family = SimFamilyName(type);
+        std::unique_ptr<InstrumentModel> model = CreateFamilyModel(family);
+        if (!model || !model->start() || !connectTo(facade, model->portPath(), type)) {
+            line(QStringLiteral("wire %1: could not connect").arg(family));
+            continue;
+        }
+        TimingWatcher watcher;
+        facade->RegisterWatcher(&watcher);
+        qint64 toInstrument = 0, fromInstrument = 0;
+        bool ok = true;
+        for (int cycle = 0; cycle < 3; ++cycle) {
+            // Replies the instrument repeats or sends late belong to the cycle that caused them.
+            pump(400);
+            model->clearRecord();
+            const qint64 sent0 = model->bytesSent();
+            ok = measureOnce(facade, watcher, 15000);
+            if (type == 2) {
+                ok = facade->ReadLastestData() > 0.0 && ok;
+            } else {
+                SChromameterMeasureData data = {0, 0, 0, 0};
+                ok = facade->ReadLvXy(data) == RESULT_OK && ok;
+            }
+            pump(400);
+            toInstrument = model->received().size();
+            fromInstrument = model->bytesSent() - sent0;
+        }
+        facade->UnregisterWatcher(&watcher);
+        facade->Disconnect();
+        const WireMinimum minimum = wireMinimum(type, model.get());
+        const int baud = type == 4 ? 115200 : 9600;
+        const double wireMs = double(toInstrument + fromInstrument) * 10.0 * 1000.0 / baud;
+        line(QStringLiteral("wire %1: %2 B to instrument + %3 B back = %4 B; minimum %5 + %6 = %7 B (%8); "
+                            "ratio %9; %10 ms of line time at %11 baud%12")
+                 .arg(family, -13)
+                 .arg(toInstrument)
+                 .arg(fromInstrument)
+                 .arg(toInstrument + fromInstrument)
+                 .arg(minimum.toInstrument)
+                 .arg(minimum.fromInstrument)
+                 .arg(minimum.toInstrument + minimum.fromInstrument)
+                 .arg(minimum.what)
+                 .arg(double(toInstrument + fromInstrument) / (minimum.toInstrument + minimum.fromInstrument),
+                      0, 'f', 2)
+                 .arg(wireMs, 0, 'f', 1)
+                 .arg(baud)
+                 .arg(ok ? QString() : QStringLiteral(" (the reading FAILED)")));
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc == 4 && QByteArray(argv[1]) == "--serve")
+        return RemoteModel::Serve(QString::fromUtf8(argv[2]), QByteArray(argv[3]).toInt());
+    const bool memoryProcess = argc >= 2 && QByteArray(argv[1]) == "--memory";
+
+    QCoreApplication app(argc, argv);
+    qInstallMessageHandler(quietMessages);
+    Settings settings;
+    if (app.arguments().contains(QStringLiteral("--quick"))) {
+        // A smoke run for development; its figures are not the recorded ones.
+        settings.detectionRuns = 1;
+        settings.latencySamples = 10;
+        settings.waitSeconds = 5;
+        settings.memoryCheckpoints = {10, 20, 40};
+    }
+    if (memoryProcess) {
+        std::unique_ptr<IMinolta> facade = newFacade();
+        benchMemory(settings, facade.get());
+        return 0;
+    }
+
+    // The memory cycles take minutes of mostly waiting: they run in their own process meanwhile.
+    QProcess memory;
+    memory.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    QStringList memoryArguments{QStringLiteral("--memory")};
+    if (app.arguments().contains(QStringLiteral("--quick")))
+        memoryArguments << QStringLiteral("--quick");
+    memory.start(QCoreApplication::applicationFilePath(), memoryArguments);
+
+    QElapsedTimer total;
+    total.start();
+    line(QStringLiteral("# chromameter-bench"));
+    line(QStringLiteral("date: %1").arg(QDateTime::currentDateTimeUtc().toString(Qt::ISODate)));
+    line(QStringLiteral("command: %1").arg(app.arguments().join(QLatin1Char(' '))));
+    line(QStringLiteral("machine: %1").arg(MachineText()));
+
+    std::unique_ptr<IMinolta> facade = newFacade();
+    benchDetection(settings, facade.get());
+    benchLatency(settings, facade.get());
+    benchWaitCost(settings, facade.get());
+    benchWire(facade.get());
+
+    line(QStringLiteral("## 4. Memory over measurement cycles (analyser; Measure + ReadLvXy per cycle; own "
+                        "process beside the others; simulator in a child process)"));
+    memory.waitForFinished(-1);
+    const QString memoryLines = QString::fromUtf8(memory.readAllStandardOutput()).trimmed();
+    line(memoryLines.isEmpty() ? QStringLiteral("memory: the memory process printed nothing") : memoryLines);
+
+    ChromameterSetPortCatalogue(nullptr, nullptr, -1);
+    line(QStringLiteral("load average at the end: %1; whole run %2 s")
+             .arg(LoadAverageText())
+             .arg(double(total.elapsed()) / 1000.0, 0, 'f', 1));
+    return 0;
+}
