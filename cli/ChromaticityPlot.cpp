@@ -55,6 +55,12 @@ double niceStep(double span, int parts) {
     return nice * power;
 }
 
+// A tick value with as many decimals as the step needs (0.6, not 0.6000000000000001).
+QString tickText(double value, double step) {
+    const int decimals = step >= 1 ? 0 : int(std::ceil(-std::log10(step) - 1e-9));
+    return QString::number(value, 'f', decimals);
+}
+
 // A range from 0 (or below, for negative values) to a round value above the largest.
 void niceRange(double low, double high, double* rangeLow, double* rangeHigh, double* step) {
     if (low > 0)
@@ -240,16 +246,14 @@ QString ChromaticityPlot::luminanceChart() const {
                    "<line class=\"grid\" x1=\"%1\" y1=\"%2\" x2=\"%1\" y2=\"%3\" stroke=\"#e4e4e4\"/>\n")
                    .arg(num(tx(t)), num(kLvTop), num(kLvTop + kLvHeight));
         out += QStringLiteral("<text x=\"%1\" y=\"%2\" text-anchor=\"middle\" fill=\"#555555\">%3</text>\n")
-                   .arg(num(tx(t)), num(kLvTop + kLvHeight + 16),
-                        ShortestNumberText(std::round(t / tStep) * tStep));
+                   .arg(num(tx(t)), num(kLvTop + kLvHeight + 16), tickText(t, tStep));
     }
     for (double lv = lv0; lv <= lv1 + lvStep * 1e-6; lv += lvStep) {
         out += QStringLiteral(
                    "<line class=\"grid\" x1=\"%1\" y1=\"%2\" x2=\"%3\" y2=\"%2\" stroke=\"#e4e4e4\"/>\n")
                    .arg(num(kLvLeft), num(ly(lv)), num(kLvLeft + kLvWidth));
-        out +=
-            QStringLiteral("<text x=\"%1\" y=\"%2\" text-anchor=\"end\" fill=\"#555555\">%3</text>\n")
-                .arg(num(kLvLeft - 6), num(ly(lv) + 4), ShortestNumberText(std::round(lv / lvStep) * lvStep));
+        out += QStringLiteral("<text x=\"%1\" y=\"%2\" text-anchor=\"end\" fill=\"#555555\">%3</text>\n")
+                   .arg(num(kLvLeft - 6), num(ly(lv) + 4), tickText(lv, lvStep));
     }
     out += QStringLiteral("<text x=\"%1\" y=\"%2\" text-anchor=\"middle\">time (s)</text>\n")
                .arg(num(kLvLeft + kLvWidth / 2), num(kLvTop + kLvHeight + 34));

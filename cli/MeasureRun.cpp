@@ -10,9 +10,6 @@
 #include <QEventLoop>
 #include <QTimer>
 
-#include <cstdio>
-#include <unistd.h>
-
 namespace {
 const int kLuminanceType = 2;
 const int kSpectroType = 0;
@@ -58,12 +55,9 @@ MeasureRun::~MeasureRun() {
 }
 
 void MeasureRun::onInterrupted() {
-    if (m_interrupts.count() >= 2) {
-        m_console.stopProgress();
-        m_console.line(QStringLiteral("chromameter: interrupted again: leaving without disconnecting"));
-        std::fflush(stdout);
-        ::_exit(130);
-    }
+    // A second interrupt ends the process at once (main sees to that).
+    if (m_interrupts.count() >= 2)
+        return;
     m_interrupted = true;
     if (m_measuring) {
         m_console.line(
@@ -232,12 +226,13 @@ int MeasureRun::run() {
             QStringLiteral("chromameter: note: the %1 gives no colour temperature; --tcp has no effect")
                 .arg(info.title));
     }
-    m_console.print(m_formatter->header());
     m_clock.start();
 
     int status = InstrumentSession::Ok;
     int taken = 0;
     for (int index = 1; !m_interrupted; ++index) {
+        if (index == 1)
+            m_console.print(m_formatter->header());
         const qint64 startedMs = m_clock.elapsed();
         const Reading reading = measureOnce(index);
         ++taken;

@@ -112,6 +112,15 @@ int main(int argc, char** argv) {
         console.setWidth(size.ws_col);
     TraceLog::Install(&console, options.trace);
     InterruptNotifier interrupts;
+    QObject::connect(&interrupts, &InterruptNotifier::interrupted, [&console, &interrupts] {
+        if (interrupts.count() < 2)
+            return;
+        // The first interrupt asked for a clean end; the second one will not wait for it.
+        console.stopProgress();
+        console.line(QStringLiteral("chromameter: interrupted again: leaving without disconnecting"));
+        std::fflush(stdout);
+        ::_exit(130);
+    });
 
     // The progress line moves while the library waits in its own event loops, detection included.
     QTimer ticker;

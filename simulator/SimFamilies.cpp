@@ -2,28 +2,11 @@
 
 #include "InstrumentModel.h"
 
-// A model that is not part of this build leaves its family unavailable instead of breaking the
-// build of everything else.
-#if __has_include("SpectroModel.h")
-#include "SpectroModel.h"
-#define CHROMA_HAVE_SPECTRO_MODEL 1
-#endif
-#if __has_include("AnalyserModel.h")
 #include "AnalyserModel.h"
-#define CHROMA_HAVE_ANALYSER_MODEL 1
-#endif
-#if __has_include("LuminanceModel.h")
-#include "LuminanceModel.h"
-#define CHROMA_HAVE_LUMINANCE_MODEL 1
-#endif
-#if __has_include("PhotoResearchModel.h")
-#include "PhotoResearchModel.h"
-#define CHROMA_HAVE_PHOTORESEARCH_MODEL 1
-#endif
-#if __has_include("JingceModel.h")
 #include "JingceModel.h"
-#define CHROMA_HAVE_JINGCE_MODEL 1
-#endif
+#include "LuminanceModel.h"
+#include "PhotoResearchModel.h"
+#include "SpectroModel.h"
 
 namespace {
 struct FamilyEntry {
@@ -41,51 +24,18 @@ const int kFamilyCount = int(sizeof kFamilies / sizeof kFamilies[0]);
 
 std::unique_ptr<InstrumentModel> createModel(int type) {
     switch (type) {
-#ifdef CHROMA_HAVE_SPECTRO_MODEL
     case 0:
         return std::unique_ptr<InstrumentModel>(new SpectroModel());
-#endif
-#ifdef CHROMA_HAVE_ANALYSER_MODEL
     case 1:
         return std::unique_ptr<InstrumentModel>(new AnalyserModel());
-#endif
-#ifdef CHROMA_HAVE_LUMINANCE_MODEL
     case 2:
         return std::unique_ptr<InstrumentModel>(new LuminanceModel());
-#endif
-#ifdef CHROMA_HAVE_PHOTORESEARCH_MODEL
     case 3:
         return std::unique_ptr<InstrumentModel>(new PhotoResearchModel());
-#endif
-#ifdef CHROMA_HAVE_JINGCE_MODEL
     case 4:
         return std::unique_ptr<InstrumentModel>(new JingceModel());
-#endif
     default:
         return nullptr;
-    }
-}
-
-bool modelBuiltIn(int type) {
-    switch (type) {
-#ifdef CHROMA_HAVE_SPECTRO_MODEL
-    case 0:
-#endif
-#ifdef CHROMA_HAVE_ANALYSER_MODEL
-    case 1:
-#endif
-#ifdef CHROMA_HAVE_LUMINANCE_MODEL
-    case 2:
-#endif
-#ifdef CHROMA_HAVE_PHOTORESEARCH_MODEL
-    case 3:
-#endif
-#ifdef CHROMA_HAVE_JINGCE_MODEL
-    case 4:
-#endif
-        return true;
-    default:
-        return false;
     }
 }
 } // namespace
@@ -113,10 +63,6 @@ QString SimFamilyTitle(int type) {
     return type >= 0 && type < kFamilyCount ? QLatin1String(kFamilies[type].title) : QString();
 }
 
-bool SimFamilyAvailable(const QString& family) {
-    return modelBuiltIn(SimFamilyType(family));
-}
-
 std::unique_ptr<InstrumentModel> CreateFamilyModel(const QString& family) {
     return createModel(SimFamilyType(family));
 }
@@ -127,8 +73,5 @@ QString SimFamilyProblem(const QString& family) {
         return QStringLiteral("\"%1\" is not an instrument family; the families are %2")
             .arg(family, SimFamilyNames().join(QStringLiteral(", ")));
     }
-    if (!modelBuiltIn(type))
-        return QStringLiteral("this build has no simulator model of the %1 (%2)")
-            .arg(SimFamilyTitle(type), family);
     return QString();
 }

@@ -19,10 +19,8 @@ int SimFamilyType(const QString& family);
 QString SimFamilyName(int type);
 // What the family is, for people: "Minolta colour analyser" and the like; empty for an unknown type.
 QString SimFamilyTitle(int type);
-// Whether this build carries a model for the family.
-bool SimFamilyAvailable(const QString& family);
 // A new, not yet started model of the family (default reading, no fault); null when the name is no
-// family or this build carries no model for it (SimFamilyProblem() then says which).
+// family (SimFamilyProblem() then says why).
 std::unique_ptr<InstrumentModel> CreateFamilyModel(const QString& family);
 // Why CreateFamilyModel() gives nothing for this name, in a sentence; empty when it gives a model.
 QString SimFamilyProblem(const QString& family);

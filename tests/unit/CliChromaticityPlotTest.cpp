@@ -175,3 +175,28 @@ TEST(CliChromaticityPlot, WriteReplacesTheFileAndReportsAFolderThatIsNotThere) {
     EXPECT_FALSE(plot.write(dir.filePath(QStringLiteral("missing/plot.svg")), &error));
     EXPECT_FALSE(error.isEmpty());
 }
+
+TEST(CliChromaticityPlot, AxisTicksAreShortRoundNumbers) {
+    ChromaticityPlot plot;
+    plot.add({1, 0.0, 120.5, true, 0.3127, 0.329});
+    plot.add({2, 0.45, 120.5, true, 0.3127, 0.329});
+    plot.add({3, 0.89, 120.5, true, 0.3127, 0.329});
+    QXmlStreamReader xml(plot.svg());
+    QStringList ticks;
+    bool inLuminance = false;
+    while (!xml.atEnd()) {
+        const QXmlStreamReader::TokenType token = xml.readNext();
+        if (token == QXmlStreamReader::StartElement && xml.name() == QLatin1String("g"))
+            inLuminance = xml.attributes().value(QStringLiteral("id")) == QLatin1String("luminance");
+        if (token == QXmlStreamReader::StartElement && inLuminance && xml.name() == QLatin1String("text"))
+            ticks << xml.readElementText();
+    }
+    EXPECT_TRUE(ticks.contains(QStringLiteral("0.6"))) << qPrintable(ticks.join(QLatin1Char(' ')));
+    for (const QString& tick : ticks) {
+        bool number = false;
+        tick.toDouble(&number);
+        if (number) {
+            EXPECT_LE(tick.size(), 4) << qPrintable(tick);
+        }
+    }
+}
