@@ -21,7 +21,7 @@ QString chunkText(const QByteArray& chunk) {
 
 SerialPortCross::SerialPortCross()
     : QObject(nullptr), m_pSerialPort(nullptr), m_bReadyRead(false), m_bDeviceLost(false),
-      m_lostErrorsLogged(0) {
+      m_lostErrorsLogged(0), m_openCount(0) {
     m_pSerialPort = new QSerialPort(nullptr);
 }
 
@@ -54,6 +54,7 @@ bool SerialPortCross::Open(QString portName, QSerialPort::BaudRate baudRate, QSe
         m_bDeviceLost = false;
         m_lostErrorsLogged = 0;
         m_strDevicePath = portName;
+        ++m_openCount;
     }
     m_pSerialPort->setBaudRate(baudRate, QSerialPort::AllDirections);
     m_pSerialPort->setDataBits(dataBits);
@@ -69,9 +70,26 @@ bool SerialPortCross::Open(QString portName, QSerialPort::BaudRate baudRate, QSe
 void SerialPortCross::Close() {
     // The port belongs to its owner thread; a worker that finds the adapter gone hands the close
     // over instead of touching the port's notifiers from the wrong thread.
+    // A close handed over is dropped if the port was opened again meanwhile: it was meant for the
+    // port that was lost, not for the one detection has just opened.
     if (QThread::currentThread() != thread()) {
+        quint64 openCount;
+        {
+            QMutexLocker lock(&m_recvMutex);
+            openCount = m_openCount;
+        }
         QMetaObject::invokeMethod(
-            this, [this] { Close(); }, Qt::QueuedConnection);
+            this,
+            [this, openCount] {
+                bool current;
+                {
+                    QMutexLocker lock(&m_recvMutex);
+                    current = m_openCount == openCount;
+                }
+                if (current)
+                    Close();
+            },
+            Qt::QueuedConnection);
         return;
     }
     if (m_pSerialPort->isOpen()) {

@@ -53,4 +53,7 @@ private:
     // One bit per error already logged while the loss stands, so a flood of repeats (interleaved
     // as they may be) logs each kind of error once.
     quint32 m_lostErrorsLogged;
+    // Successful opens so far, so a close handed over from a worker thread can tell whether the
+    // port it meant is still the open one.
+    quint64 m_openCount;
 };

@@ -1,0 +1,236 @@
+#include "FaultHarness.h"
+
+#include "ChromameterDetector.h"
+#include "Minolta.h"
+#include "SimFamilies.h"
+
+#include <QElapsedTimer>
+
+#include <chrono>
+#include <vector>
+
+namespace {
+// The instruments a cell has finished with: kept until the cell ends, so no adapter is pulled
+// behind the library's back while it may still hold the port.
+std::vector<std::unique_ptr<InstrumentModel>>& retired() {
+    static std::vector<std::unique_ptr<InstrumentModel>> models;
+    return models;
+}
+} // namespace
+
+AfterDelay::AfterDelay(int delayMs, std::function<void()> action) {
+    m_thread = std::thread([this, delayMs, action] {
+        {
+            std::unique_lock<std::mutex> lock(m_mutex);
+            if (m_cv.wait_for(lock, std::chrono::milliseconds(delayMs), [this] { return m_cancel; }))
+                return;
+        }
+        action();
+        m_done = true;
+    });
+}
+
+AfterDelay::~AfterDelay() {
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_cancel = true;
+    }
+    m_cv.notify_all();
+    m_thread.join();
+}
+
+bool AfterDelay::done() const {
+    return m_done.load();
+}
+
+FaultCell::FaultCell(const QString& family) : m_family(family) {}
+
+void FaultCell::SetUp() {
+    IMinolta* facade = nullptr;
+    ASSERT_EQ(CreateChromameterMinolta(&facade), RESULT_OK);
+    m_facade.reset(facade);
+    m_facade->RegisterWatcher(&watcher);
+}
+
+void FaultCell::TearDown() {
+    // Let queued writes and closes of the last exchange run before the instrument goes away.
+    pumpEvents(100);
+    if (m_facade)
+        m_facade->UnregisterWatcher(&watcher);
+    m_facade.reset();
+    m_model.reset();
+    retired().clear();
+}
+
+InstrumentModel& FaultCell::start(std::unique_ptr<InstrumentModel> custom) {
+    std::unique_ptr<InstrumentModel> model = custom ? std::move(custom) : CreateFamilyModel(m_family);
+    if (!model)
+        ADD_FAILURE() << "no simulator model for " << m_family.toStdString() << ": "
+                      << SimFamilyProblem(m_family).toStdString();
+    else if (!model->start())
+        ADD_FAILURE() << "the simulated instrument could not start";
+    if (m_model)
+        retired().push_back(std::move(m_model));
+    m_model = std::move(model);
+    return *m_model;
+}
+
+int FaultCell::familyType() const {
+    return SimFamilyType(m_family);
+}
+
+int FaultCell::familyBaud() const {
+    return familyType() == 4 ? 115200 : 9600;
+}
+
+FaultCell::Timed FaultCell::connect() {
+    CatalogueScope scope({m_model->portPath()});
+    QElapsedTimer timer;
+    timer.start();
+    Timed timed;
+    timed.result = m_facade->Connect();
+    timed.ms = timer.elapsed();
+    return timed;
+}
+
+void FaultCell::connectHealthy() {
+    const Timed connected = connect();
+    ASSERT_EQ(connected.result, RESULT_OK) << log().toStdString();
+    ASSERT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, familyType());
+}
+
+FaultCell::Outcome FaultCell::measure(int timeoutMs) {
+    const size_t before = watcher.events().size();
+    auto outcomeAfter = [&](Outcome* out) {
+        const std::vector<RecordingWatcher::Event> events = watcher.events();
+        for (size_t i = before; i < events.size(); ++i) {
+            if (events[i].name == "finished" || events[i].name == "failed") {
+                if (out) {
+                    out->event = events[i].name;
+                    out->code = events[i].code;
+                }
+                return true;
+            }
+        }
+        return false;
+    };
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_EQ(m_facade->Measure(false), RESULT_OK);
+    Outcome outcome;
+    if (waitUntil([&] { return outcomeAfter(nullptr); }, timeoutMs)) {
+        outcome.ms = timer.elapsed();
+        outcomeAfter(&outcome);
+    }
+    return outcome;
+}
+
+IMinolta* FaultCell::driver() const {
+    return CChromameterDetector::GetInstance()->m_pMinolta;
+}
+
+void FaultCell::waitForQuietLine(int quietMs, int timeoutMs) {
+    qint64 lastCount = m_model->bytesSent();
+    QElapsedTimer sinceChange;
+    sinceChange.start();
+    waitUntil(
+        [&] {
+            const qint64 now = m_model->bytesSent();
+            if (now != lastCount) {
+                lastCount = now;
+                sinceChange.restart();
+            }
+            return sinceChange.elapsed() >= quietMs;
+        },
+        timeoutMs);
+}
+
+void FaultCell::expectHealthyAgain(Recovery how) {
+    // A host is back in its event loop between a failure and its next Connect: whatever the last
+    // exchange left queued for the port's thread runs there first.
+    pumpEvents(200);
+    if (how == Recovery::SameInstrument && m_model->isPlugged()) {
+        m_model->setFault(SimFault::None);
+        m_model->setRequiredBaud(familyBaud());
+    } else {
+        if (m_model->isPlugged())
+            waitForQuietLine();
+        start();
+    }
+    const size_t before = watcher.events().size();
+    const Timed connected = connect();
+    ASSERT_EQ(connected.result, RESULT_OK) << "a healthy instrument was not found again\n"
+                                           << log().toStdString();
+    EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, familyType());
+    EXPECT_EQ(watcher.events().size(), before + 1);
+    EXPECT_EQ(watcher.last(), "connected");
+
+    const Outcome outcome = measure(15000);
+    ASSERT_EQ(outcome.event, "finished") << "code " << outcome.code << "\n" << log().toStdString();
+
+    const SimReading expected = m_model->reading();
+    if (familyType() == 2) {
+        EXPECT_EQ(m_facade->ReadLastestData(), expected.Lv);
+    } else {
+        SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
+        ASSERT_EQ(m_facade->ReadLvXy(data), RESULT_OK);
+        EXPECT_NEAR(data.x, expected.x, 1e-4);
+        EXPECT_NEAR(data.y, expected.y, 1e-4);
+        EXPECT_NEAR(data.Lv, expected.Lv, 1e-3);
+    }
+}
+
+bool FaultCell::loggedLine(const QString& text) const {
+    for (const QString& line : m_messages.lines())
+        if (line == text)
+            return true;
+    return false;
+}
+
+namespace {
+const QString kArrived = QStringLiteral("ready ");
+// The simulator's garbage is drawn from these printable bytes only.
+const QString kGarbageAlphabet = QStringLiteral("#$%&*/<=>?@^_`|~!");
+} // namespace
+
+bool FaultCell::loggedGarbage() const {
+    for (const QString& line : m_messages.lines())
+        if (line.startsWith(kArrived) && line.size() > kArrived.size() &&
+            kGarbageAlphabet.contains(line.at(kArrived.size())))
+            return true;
+    return false;
+}
+
+bool FaultCell::loggedPadding() const {
+    // Longer than any reply of the protocols; the log shows a piece up to its first NUL byte, which
+    // for a binary frame is its head, so the padding shows in the pieces after it.
+    const QString padding(256, QLatin1Char('X'));
+    for (const QString& line : m_messages.lines())
+        if (line.startsWith(kArrived) && line.contains(padding))
+            return true;
+    return false;
+}
+
+int FaultCell::loggedSingleBytes() const {
+    int n = 0;
+    for (const QString& line : m_messages.lines())
+        if (line.startsWith(kArrived) && line.size() == kArrived.size() + 1)
+            ++n;
+    return n;
+}
+
+bool FaultCell::loggedDeviceLoss() const {
+    return logged(QStringLiteral("Resource error occurred.")) || logged(QStringLiteral(" error occurred."));
+}
+
+void FaultCell::expectBothSpeedsTriedInSilence() const {
+    EXPECT_EQ(loggedCount(QStringLiteral("串口打开成功!")), 2) << log().toStdString();
+    EXPECT_FALSE(logged(kArrived)) << log().toStdString();
+}
+
+QString FaultCell::log() const {
+    const QStringList lines = m_messages.lines();
+    // The tail is what explains a failure; a flood of repeats would only bury it.
+    const int from = lines.size() > 60 ? lines.size() - 60 : 0;
+    return QStringLiteral("last diagnostics:\n  ") + lines.mid(from).join(QStringLiteral("\n  "));
+}

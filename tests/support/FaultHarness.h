@@ -1,0 +1,251 @@
+#pragma once
+
+// Shared pieces of the fault-matrix tests: the drivers' read budgets as the command channel spends
+// them, a fixture that runs one cell through the host's facade on a simulated instrument, and model
+// wrappers that pull the adapter at a chosen moment.
+
+#include "IMinolta.h"
+#include "InstrumentModel.h"
+#include "TestSupport.h"
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QString>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+// What a silent instrument costs each driver, in milliseconds. A reply read with `tries` and `waitMs`
+// makes one port read (at most four 20 ms slices) and one sleep of `waitMs` per try while nothing
+// arrives; the values mirror the drivers' own constants.
+namespace FaultBudget {
+
+// One read of the serial port: at most four 20 ms slices.
+constexpr int kPortReadMs = 80;
+
+// The longest a reply read waits when nothing arrives.
+constexpr int silentReadMs(int tries, int waitMs) {
+    return tries * (kPortReadMs + waitMs);
+}
+// What it sleeps at the least (the port reads may be cut short; the sleeps are not).
+constexpr int sleptMs(int tries, int waitMs) {
+    return tries * waitMs;
+}
+
+// Minolta spectroradiometer.
+constexpr int kSpectroShortTries = 3, kSpectroShortWaitMs = 100; // "STR,4", "RMTS,1"
+constexpr int kSpectroLongTries = 10, kSpectroLongWaitMs = 1000; // each read of "MEAS", "MEDR"
+constexpr int kSpectroDataReadAttempts = 10;                     // reads of one "MEDR"
+constexpr int kSpectroDefaultLimit = 30;                         // reads of one "MEAS"
+// Minolta colour analyser.
+constexpr int kAnalyserComOnTries = 20, kAnalyserComOnWaitMs = 50; // "COM,1"
+constexpr int kAnalyserConnectZeroTries = 300, kAnalyserConnectZeroWaitMs = 100;
+constexpr int kAnalyserModeTries = 1000, kAnalyserModeWaitMs = 30; // each read of "MDS"
+constexpr int kAnalyserMeasureTries = 1000, kAnalyserMeasureWaitMs = 30;
+// Luminance meter.
+constexpr int kLuminanceReplyTries = 3, kLuminanceReplyWaitMs = 100;
+constexpr int kLuminanceStatusTries = 3, kLuminanceStatusWaitMs = 200;
+constexpr int kLuminanceAfterPollingMs = 100;
+// Photo Research instrument.
+constexpr int kPhotoAnswerTries = 3, kPhotoAnswerWaitMs = 100; // "PHOTO", "D1"
+constexpr int kPhotoPollTries = 1, kPhotoPollWaitMs = 1000;    // each poll after "M1"
+constexpr int kPhotoDefaultLimit = 10;
+// Wuhan Jingce colorimeter.
+constexpr int kJingceShortTries = 3, kJingceShortWaitMs = 100; // "COM,0", "COM,1" in Connect
+constexpr int kJingceConnectZeroTries = 100, kJingceConnectZeroWaitMs = 100;
+constexpr int kJingceModeTries = 100, kJingceModeWaitMs = 100; // each read of "MDS"
+constexpr int kJingceMeasureTries = 500, kJingceMeasureWaitMs = 250;
+
+// Each driver's trial in detection when the line stays silent: it gives up after its first
+// unanswered reply, except where it goes on regardless (the spectroradiometer after "STR,4", the
+// Jingce colorimeter after "COM,0").
+constexpr int kSpectroSilentTrialMs = 2 * silentReadMs(kSpectroShortTries, kSpectroShortWaitMs);
+constexpr int kAnalyserSilentTrialMs = silentReadMs(kAnalyserComOnTries, kAnalyserComOnWaitMs);
+constexpr int kLuminanceSilentTrialMs = silentReadMs(kLuminanceReplyTries, kLuminanceReplyWaitMs);
+constexpr int kPhotoSilentTrialMs = silentReadMs(kPhotoAnswerTries, kPhotoAnswerWaitMs);
+constexpr int kJingceSilentTrialMs = 2 * silentReadMs(kJingceShortTries, kJingceShortWaitMs);
+// Detection on a line where nobody answers: every trial runs out.
+constexpr int kSilentDetectionMs = kSpectroSilentTrialMs + kAnalyserSilentTrialMs + kLuminanceSilentTrialMs +
+                                   kPhotoSilentTrialMs + kJingceSilentTrialMs;
+// What that detection sleeps at the least.
+constexpr int kSilentDetectionSleptMs = 2 * sleptMs(kSpectroShortTries, kSpectroShortWaitMs) +
+                                        sleptMs(kAnalyserComOnTries, kAnalyserComOnWaitMs) +
+                                        sleptMs(kLuminanceReplyTries, kLuminanceReplyWaitMs) +
+                                        sleptMs(kPhotoAnswerTries, kPhotoAnswerWaitMs) +
+                                        2 * sleptMs(kJingceShortTries, kJingceShortWaitMs);
+
+// A reply that comes at once is taken within one port read, and the next port read finds the line
+// quiet; a reply sent a byte at a time (the simulator's gap is 15 ms) takes its length in gaps more.
+constexpr int kSplitGapMs = 15;
+constexpr int answeredReadMs(int replyBytes = 0) {
+    return 2 * kPortReadMs + replyBytes * kSplitGapMs;
+}
+
+// The most a call may take on a loaded two-core machine (sanitizers, parallel tests) when its
+// budget is `budgetMs`: half as long again plus three seconds. Enough to tell a budget kept from a
+// wait that was not cut short or a loop that did not end.
+constexpr int allowedMs(int budgetMs) {
+    return budgetMs + budgetMs / 2 + 3000;
+}
+
+} // namespace FaultBudget
+
+// Runs `action` on a helper thread after `delayMs`, unless destroyed first; joins on destruction.
+class AfterDelay {
+public:
+    AfterDelay(int delayMs, std::function<void()> action);
+    ~AfterDelay();
+    AfterDelay(const AfterDelay&) = delete;
+    AfterDelay& operator=(const AfterDelay&) = delete;
+    bool done() const;
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_cv;
+    bool m_cancel = false;
+    std::atomic<bool> m_done{false};
+    std::thread m_thread;
+};
+
+// A family model that pulls its adapter when an armed trigger arrives: the command that carries the
+// trigger (and anything after it in the same stretch of bytes) is not answered, and the adapter is
+// gone `delayMs` later. Bytes before the trigger are handled as usual.
+template <class Model> class PullOnCommand : public Model {
+public:
+    explicit PullOnCommand(const QByteArray& trigger, int delayMs = 0, bool armed = true)
+        : m_trigger(trigger), m_delayMs(delayMs), m_armed(armed) {}
+    ~PullOnCommand() override { this->stop(); }
+    void arm() {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_tail.clear();
+        m_armed = true;
+    }
+    bool fired() const { return m_fired.load(); }
+
+protected:
+    void onReceived(const QByteArray& bytes) override {
+        QByteArray before = bytes;
+        bool pull = false;
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            if (m_armed && !m_fired.load()) {
+                // The trigger may straddle two stretches of bytes (one-byte writes, for instance).
+                const QByteArray seen = m_tail + bytes;
+                const int at = seen.indexOf(m_trigger);
+                if (at >= 0) {
+                    pull = true;
+                    m_fired = true;
+                    const int inBytes = at - m_tail.size();
+                    before = inBytes > 0 ? bytes.left(inBytes) : QByteArray();
+                } else {
+                    m_tail = seen.right(m_trigger.size() - 1);
+                }
+            }
+        }
+        if (!before.isEmpty())
+            Model::onReceived(before);
+        if (pull)
+            this->unplugAfter(m_delayMs);
+    }
+
+private:
+    std::mutex m_mutex;
+    QByteArray m_trigger;
+    QByteArray m_tail;
+    int m_delayMs;
+    bool m_armed;
+    std::atomic<bool> m_fired{false};
+};
+
+// One cell of the fault matrix: a facade, a watcher registered through it, the Qt message stream
+// captured, and the family's simulated instrument that detection is pointed at.
+class FaultCell : public ::testing::Test {
+public:
+    struct Timed {
+        unsigned long result = RESULT_FAIL;
+        qint64 ms = -1;
+    };
+    struct Outcome {
+        // "finished", "failed", or empty when nothing was heard in time.
+        QString event;
+        unsigned long code = 0;
+        qint64 ms = -1;
+    };
+    // How the instrument is made healthy for the later Connect.
+    enum class Recovery {
+        // The same instrument: its fault cleared and its own line speed set again. Only where it
+        // heard nothing of the failed detection that it keeps: the text models hold the other
+        // drivers' unterminated bytes (binary frames, "PHOTO") in their line buffer, and would take
+        // them for the start of their next command.
+        SameInstrument,
+        // A new healthy instrument of the family on another adapter (the old one is dropped).
+        FreshInstrument,
+    };
+
+protected:
+    explicit FaultCell(const QString& family);
+    void SetUp() override;
+    void TearDown() override;
+
+    // Starts the family's model, or `custom` in its place, and makes it the cell's instrument.
+    InstrumentModel& start(std::unique_ptr<InstrumentModel> custom = nullptr);
+    InstrumentModel& model() { return *m_model; }
+    const QString& family() const { return m_family; }
+    int familyType() const;
+    // The line speed the family's instrument talks at.
+    int familyBaud() const;
+
+    // Connect through the facade with detection pointed at the instrument; timed.
+    Timed connect();
+    // Connect, asserting that the family was found (a healthy start before a fault is set).
+    void connectHealthy();
+    // Measure through the facade and run the host's event loop until a watcher hears the outcome or
+    // timeoutMs passes; timed from the call. The luminance meter measures within the call.
+    Outcome measure(int timeoutMs);
+    // Calls `read` and times it.
+    template <class F> static qint64 timed(F&& read) {
+        QElapsedTimer timer;
+        timer.start();
+        read();
+        return timer.elapsed();
+    }
+    IMinolta& host() { return *m_facade; }
+    // The driver detection holds (for its own knobs, such as the number of reads of a measurement).
+    IMinolta* driver() const;
+
+    // Waits until the instrument has said nothing for quietMs (a reply still trickling out).
+    void waitForQuietLine(int quietMs = 300, int timeoutMs = 15000);
+
+    // The later Connect to a healthy instrument: restored as asked, Connect finds the family, one
+    // measurement finishes and its reading reads back.
+    void expectHealthyAgain(Recovery how);
+
+    // Whether a diagnostic line holding `text` was logged.
+    bool logged(const QString& text) const { return m_messages.contains(text); }
+    int loggedCount(const QString& text) const { return m_messages.count(text); }
+    // Whether a line is exactly `text`.
+    bool loggedLine(const QString& text) const;
+    // The port's diagnostics of what arrived: a piece of random non-protocol bytes; a piece of the
+    // padding ('X') of a reply several kilobytes long; pieces of one byte each; a loss of the device.
+    bool loggedGarbage() const;
+    bool loggedPadding() const;
+    int loggedSingleBytes() const;
+    bool loggedDeviceLoss() const;
+    // The port opened at both line speeds of detection, and nothing at all came back.
+    void expectBothSpeedsTriedInSilence() const;
+    QString log() const;
+
+    RecordingWatcher watcher;
+
+private:
+    QString m_family;
+    MessageCapture m_messages;
+    std::unique_ptr<InstrumentModel> m_model;
+    std::unique_ptr<IMinolta> m_facade;
+};
