@@ -12,12 +12,12 @@
 #include <cstring>
 #include <vector>
 
-#define FUZZ_CHECK(condition)                                                                              \
-    do {                                                                                                   \
-        if (!(condition)) {                                                                                \
-            std::fprintf(stderr, "%s:%d: invariant broken: %s\n", __FILE__, __LINE__, #condition);        \
-            std::abort();                                                                                  \
-        }                                                                                                  \
+#define FUZZ_CHECK(condition)                                                                                \
+    do {                                                                                                     \
+        if (!(condition)) {                                                                                  \
+            std::fprintf(stderr, "%s:%d: invariant broken: %s\n", __FILE__, __LINE__, #condition);           \
+            std::abort();                                                                                    \
+        }                                                                                                    \
     } while (0)
 
 // The input as an exactly sized heap block, so that a parser reading one byte past what it was

@@ -17,8 +17,8 @@ QByteArray comparedBytes(const QByteArray& reply) {
 void checkReply(const QByteArray& reply) {
     const QByteArray compared = comparedBytes(reply);
     const LuminanceFrameTables& tables = LuminanceTables();
-    const char* expected[] = {tables.connectReplies[0],    tables.connectReplies[2], tables.disconnectReplies[2],
-                              tables.measureReplies[0],    tables.readFirstReply};
+    const char* expected[] = {tables.connectReplies[0], tables.connectReplies[2], tables.disconnectReplies[2],
+                              tables.measureReplies[0], tables.readFirstReply};
     for (const char* frame : expected) {
         const bool matches = LuminanceReplyMatches(reply, frame);
         FUZZ_CHECK(matches == (std::memcmp(compared.constData(), frame, LUMINANCE_REPLY_SIZE) == 0));
@@ -54,15 +54,17 @@ LuminanceParse expectedParse(const uint8_t* bytes, int size) {
     if (size < 12)
         return LuminanceParse::NeedMore;
     const uint32_t length = LuminanceGetWord(reinterpret_cast<const char*>(bytes) + 4);
-    if (length != LuminanceGetWord(reinterpret_cast<const char*>(bytes) + 8) || length % 4 != 0 || length > 76)
+    if (length != LuminanceGetWord(reinterpret_cast<const char*>(bytes) + 8) || length % 4 != 0 ||
+        length > 76)
         return LuminanceParse::NotFrame;
     if (size < LUMINANCE_COMMAND_SIZE)
         return LuminanceParse::NeedMore;
     uint32_t sum = 0;
     for (uint32_t i = 0; i < 20 + length; ++i)
         sum += bytes[i];
-    return LuminanceGetWord(reinterpret_cast<const char*>(bytes) + 20 + length) == sum ? LuminanceParse::Frame
-                                                                                       : LuminanceParse::NotFrame;
+    return LuminanceGetWord(reinterpret_cast<const char*>(bytes) + 20 + length) == sum
+               ? LuminanceParse::Frame
+               : LuminanceParse::NotFrame;
 }
 
 void checkCommand(const uint8_t* data, size_t size) {
@@ -135,7 +137,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         LuminancePutWord(word, LuminanceGetWord(reinterpret_cast<const char*>(data)));
         FUZZ_CHECK(std::memcmp(word, data, 4) == 0);
     }
-    const uint32_t sum = LuminanceChecksum(reinterpret_cast<const char*>(data), int(size > 4096 ? 4096 : size));
+    const uint32_t sum =
+        LuminanceChecksum(reinterpret_cast<const char*>(data), int(size > 4096 ? 4096 : size));
     FUZZ_CHECK(sum <= 255u * 4096u);
     return 0;
 }

@@ -272,7 +272,14 @@ QByteArray SimInstrument::received() const {
 
 QList<ReceivedChunk> SimInstrument::record() const {
     std::lock_guard<std::mutex> lock(d->mutex);
-    return d->record;
+    // A list of its own, not a shared copy: the caller drops it on its thread while this thread goes
+    // on appending to the record, and Qt decides whether an append may grow a shared list in place
+    // from a count it reads without ordering.
+    QList<ReceivedChunk> copy;
+    copy.reserve(d->record.size());
+    for (const ReceivedChunk& chunk : d->record)
+        copy.append(chunk);
+    return copy;
 }
 
 void SimInstrument::clearRecord() {
