@@ -109,12 +109,16 @@ void RecordingWatcher::OnZeroCalibrated(unsigned long code) {
 }
 
 void RecordingWatcher::add(const QString& name, unsigned long code) {
+    // The callback is taken under the lock and called from a copy: once the event is recorded, a
+    // test that saw it may go on and destroy the watcher while this (worker) thread still returns.
+    std::function<void(const QString&)> callback;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_events.push_back(Event{name, code, std::this_thread::get_id()});
+        callback = onEvent;
     }
-    if (onEvent)
-        onEvent(name);
+    if (callback)
+        callback(name);
 }
 
 std::vector<RecordingWatcher::Event> RecordingWatcher::events() const {
