@@ -13,13 +13,13 @@
 namespace {
 enum class Scope { Global, AnyCommand, Measure };
 
-struct OptionSpec {
+struct OptionRule {
     const char* name;
     bool takesValue;
     Scope scope;
 };
 
-const OptionSpec kOptions[] = {
+const OptionRule kOptions[] = {
     {"--simulate", true, Scope::Global},     {"--sim-values", true, Scope::Global},
     {"--sim-fault", true, Scope::Global},    {"--port", true, Scope::Global},
     {"--catalogue", true, Scope::Global},    {"--trace", false, Scope::Global},
@@ -30,10 +30,10 @@ const OptionSpec kOptions[] = {
     {"--plot", true, Scope::Measure},
 };
 
-const OptionSpec* findOption(const QString& name) {
-    for (const OptionSpec& spec : kOptions) {
-        if (name == QLatin1String(spec.name))
-            return &spec;
+const OptionRule* findOption(const QString& name) {
+    for (const OptionRule& option : kOptions) {
+        if (name == QLatin1String(option.name))
+            return &option;
     }
     return nullptr;
 }
@@ -97,13 +97,13 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
 
         const int eq = arg.indexOf(QLatin1Char('='));
         const QString name = eq > 0 ? arg.left(eq) : arg;
-        const OptionSpec* spec = findOption(name);
-        if (!spec) {
+        const OptionRule* option = findOption(name);
+        if (!option) {
             result.error = QStringLiteral("unknown option %1").arg(name);
             return result;
         }
         QString value;
-        if (spec->takesValue) {
+        if (option->takesValue) {
             if (eq > 0) {
                 value = arg.mid(eq + 1);
             } else if (i + 1 < args.size()) {
@@ -116,7 +116,7 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
             result.error = QStringLiteral("%1 takes no value").arg(name);
             return result;
         }
-        if (spec->scope == Scope::Measure)
+        if (option->scope == Scope::Measure)
             measureOnly.append(name);
 
         if (name == QLatin1String("--simulate")) {
