@@ -1,12 +1,9 @@
 #include "ChromameterMinoltaCas40.h"
 
-#include "CmErrorEncode.h"
 #include "ColourTextExchange.h"
 #include "ColourTextProtocol.h"
 #include "DriverSupport.h"
 #include "MinoltaVistor.h"
-
-#include <QMutexLocker>
 
 namespace {
 
@@ -22,7 +19,8 @@ const char kComOn[] = "COM,1\n";
 const char kComOff[] = "COM,0\n";
 const char kModeLvxy[] = "MDS,0\n";
 const char kModeTcp[] = "MDS,1\n";
-const char kMeasure[] = "MES,1\n";
+const ColourCommand kSignOff = {kComOff, 6, kComOffTries, kComOffWaitMs};
+const ColourCommand kMeasure = {"MES,1\n", 6, kMeasureTries, kMeasureWaitMs};
 
 } // namespace
 
@@ -63,36 +61,19 @@ unsigned long CChromameterMinoltaCas40::Connect() {
 }
 
 unsigned long CChromameterMinoltaCas40::Disconnect() {
-    unsigned long result = RESULT_FAIL;
-    if (ColourSignOff(kComOff, 6, kComOffTries, kComOffWaitMs)) {
-        m_bConnected = false;
-        CMinoltaVistor::GetInstance()->NotifyAll_Disconnected();
-        result = RESULT_OK;
-    }
-    // The port is released whatever the instrument said.
-    DriverClosePort();
-    m_bConnected = false;
-    return result;
+    return ColourSignOffAndRelease(kSignOff, &m_bConnected);
 }
 
 unsigned long CChromameterMinoltaCas40::Measure(bool bTcp) {
-    QMutexLocker locker(&m_mutex);
-    m_bMeasureSucceed = false;
-    m_bMeasureTcp = bTcp;
-    ColourStartDetached([this] { MeasureThread(this); });
-    return RESULT_OK;
+    return ColourStartMeasurement(&m_mutex, &m_bMeasureSucceed, &m_bMeasureTcp, bTcp,
+                                  [this] { MeasureThread(this); });
 }
 
 unsigned long CChromameterMinoltaCas40::MeasureThread(void* self) {
     CChromameterMinoltaCas40* driver = static_cast<CChromameterMinoltaCas40*>(self);
-    ColourMeasureFlags flags = {&driver->m_bMeasuring, &driver->m_bMeasureSucceed, &driver->m_bReaded,
-                                &driver->m_bConnected};
-    return ColourRunMeasurement(flags, [driver] {
-        if (!driver->ChangeDisplayMode(kModeLvxy) || !driver->DoMeasureLvxy())
-            return false;
-        // The instrument stays in the colour-temperature mode afterwards.
-        return !driver->m_bMeasureTcp || (driver->ChangeDisplayMode(kModeTcp) && driver->DoMeasureTcp());
-    });
+    const ColourMeasureFlags flags = {&driver->m_bMeasuring, &driver->m_bMeasureSucceed, &driver->m_bReaded,
+                                      &driver->m_bConnected};
+    return ColourMeasureSequence(driver, flags, &driver->m_bMeasureTcp, kModeLvxy, kModeTcp);
 }
 
 bool CChromameterMinoltaCas40::ChangeDisplayMode(const char* command) {
@@ -100,42 +81,13 @@ bool CChromameterMinoltaCas40::ChangeDisplayMode(const char* command) {
 }
 
 bool CChromameterMinoltaCas40::DoMeasureLvxy() {
-    return ColourMeasureExchange(kMeasure, 6, m_nLimitTimes, kMeasureTries, kMeasureWaitMs,
-                                 [this](const QByteArray& reply) {
-                                     if (ColourReplyContains(reply, "OK00")) {
-                                         if (Cas40ParseLvxy(ColourReplyText(reply), &m_dX, &m_dY, &m_dLv))
-                                             return true;
-                                         m_dX = m_dY = m_dLv = 0.0;
-                                         return false;
-                                     }
-                                     m_dX = m_dY = m_dLv = 0.0;
-                                     if (ColourReplyContains(reply, "OK04"))
-                                         return true;
-                                     if (ColourReplyContains(reply, "OK02")) {
-                                         // The instrument asks for a zero calibration first.
-                                         ZeroCalibrate();
-                                         return true;
-                                     }
-                                     return false;
-                                 });
+    // An "OK02" reply asks for a zero calibration first: it runs here, before the measurement ends.
+    return ColourMeasureLvxy(kMeasure, m_nLimitTimes, Cas40ParseLvxy, &m_dX, &m_dY, &m_dLv,
+                             [this] { ZeroCalibrate(); });
 }
 
 bool CChromameterMinoltaCas40::DoMeasureTcp() {
-    return ColourMeasureExchange(kMeasure, 6, m_nLimitTimes, kMeasureTries, kMeasureWaitMs,
-                                 [this](const QByteArray& reply) {
-                                     if (ColourReplyContains(reply, "OK00")) {
-                                         if (Cas40ParseTcp(ColourReplyText(reply), &m_dTcp))
-                                             return true;
-                                         m_dTcp = 0.0;
-                                         return false;
-                                     }
-                                     m_dTcp = 0.0;
-                                     if (ColourReplyContains(reply, "OK02")) {
-                                         ZeroCalibrate();
-                                         return true;
-                                     }
-                                     return false;
-                                 });
+    return ColourMeasureTcp(kMeasure, m_nLimitTimes, Cas40ParseTcp, &m_dTcp, [this] { ZeroCalibrate(); });
 }
 
 unsigned long CChromameterMinoltaCas40::ZeroCalibrate() {
@@ -152,13 +104,7 @@ double CChromameterMinoltaCas40::ReadLastestData() {
 }
 
 unsigned long CChromameterMinoltaCas40::ReadLvXy(SChromameterMeasureData& data) {
-    if (!m_bMeasureSucceed || !m_bReaded)
-        return RESULT_FAIL;
-    data.x = static_cast<float>(m_dX);
-    data.y = static_cast<float>(m_dY);
-    data.Lv = static_cast<float>(m_dLv);
-    data.Tcp = static_cast<float>(m_dTcp);
-    return RESULT_OK;
+    return ColourReadLvXy(m_bMeasureSucceed, m_bReaded, m_dX, m_dY, m_dLv, m_dTcp, data);
 }
 
 unsigned long CChromameterMinoltaCas40::ReadSpectralData(QList<float>&, int&, int&) {

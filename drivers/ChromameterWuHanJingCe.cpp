@@ -1,6 +1,5 @@
 #include "ChromameterWuHanJingCe.h"
 
-#include "CmErrorEncode.h"
 #include "ColourTextExchange.h"
 #include "ColourTextProtocol.h"
 #include "DriverSupport.h"
@@ -24,7 +23,8 @@ const char kComOff[] = "COM,0\r";
 const char kZero[] = "ZRC\r";
 const char kModeLvxy[] = "MDS,0\r";
 const char kModeTcp[] = "MDS,1\r";
-const char kMeasure[] = "MES\r";
+const ColourCommand kSignOff = {kComOff, 6, kSignOffTries, kSignOffWaitMs};
+const ColourCommand kMeasure = {"MES\r", 4, kMeasureTries, kMeasureWaitMs};
 
 } // namespace
 
@@ -67,36 +67,19 @@ unsigned long CChromameterWuHanJingCe::Connect() {
 }
 
 unsigned long CChromameterWuHanJingCe::Disconnect() {
-    unsigned long result = RESULT_FAIL;
-    if (ColourSignOff(kComOff, 6, kSignOffTries, kSignOffWaitMs)) {
-        m_bConnected = false;
-        CMinoltaVistor::GetInstance()->NotifyAll_Disconnected();
-        result = RESULT_OK;
-    }
-    // The port is released whatever the instrument said.
-    DriverClosePort();
-    m_bConnected = false;
-    return result;
+    return ColourSignOffAndRelease(kSignOff, &m_bConnected);
 }
 
 unsigned long CChromameterWuHanJingCe::Measure(bool bTcp) {
-    QMutexLocker locker(&m_mutex);
-    m_bMeasureSucceed = false;
-    m_bMeasureTcp = bTcp;
-    ColourStartDetached([this] { MeasureThread(this); });
-    return RESULT_OK;
+    return ColourStartMeasurement(&m_mutex, &m_bMeasureSucceed, &m_bMeasureTcp, bTcp,
+                                  [this] { MeasureThread(this); });
 }
 
 unsigned long CChromameterWuHanJingCe::MeasureThread(void* self) {
     CChromameterWuHanJingCe* driver = static_cast<CChromameterWuHanJingCe*>(self);
-    ColourMeasureFlags flags = {&driver->m_bMeasuring, &driver->m_bMeasureSucceed, &driver->m_bReaded,
-                                &driver->m_bConnected};
-    return ColourRunMeasurement(flags, [driver] {
-        if (!driver->ChangeDisplayMode(kModeLvxy) || !driver->DoMeasureLvxy())
-            return false;
-        // The instrument stays in the colour-temperature mode afterwards.
-        return !driver->m_bMeasureTcp || (driver->ChangeDisplayMode(kModeTcp) && driver->DoMeasureTcp());
-    });
+    const ColourMeasureFlags flags = {&driver->m_bMeasuring, &driver->m_bMeasureSucceed, &driver->m_bReaded,
+                                      &driver->m_bConnected};
+    return ColourMeasureSequence(driver, flags, &driver->m_bMeasureTcp, kModeLvxy, kModeTcp);
 }
 
 unsigned long CChromameterWuHanJingCe::ZeroCalibrate() {
@@ -122,42 +105,13 @@ bool CChromameterWuHanJingCe::ChangeDisplayMode(const char* command) {
 
 bool CChromameterWuHanJingCe::DoMeasureLvxy() {
     m_bMeasuring = true;
-    return ColourMeasureExchange(kMeasure, 4, m_nLimitTimes, kMeasureTries, kMeasureWaitMs,
-                                 [this](const QByteArray& reply) {
-                                     if (ColourReplyContains(reply, "OK00")) {
-                                         if (JingceParseLvxy(ColourReplyText(reply), &m_dX, &m_dY, &m_dLv))
-                                             return true;
-                                         m_dX = m_dY = m_dLv = 0.0;
-                                         return false;
-                                     }
-                                     m_dX = m_dY = m_dLv = 0.0;
-                                     if (ColourReplyContains(reply, "OK04"))
-                                         return true;
-                                     if (ColourReplyContains(reply, "OK02")) {
-                                         // Only starts the zero calibration; the measurement goes on.
-                                         ZeroCalibrate();
-                                         return true;
-                                     }
-                                     return false;
-                                 });
+    // An "OK02" reply only starts the zero calibration; the measurement goes on.
+    return ColourMeasureLvxy(kMeasure, m_nLimitTimes, JingceParseLvxy, &m_dX, &m_dY, &m_dLv,
+                             [this] { ZeroCalibrate(); });
 }
 
 bool CChromameterWuHanJingCe::DoMeasureTcp() {
-    return ColourMeasureExchange(kMeasure, 4, m_nLimitTimes, kMeasureTries, kMeasureWaitMs,
-                                 [this](const QByteArray& reply) {
-                                     if (ColourReplyContains(reply, "OK00")) {
-                                         if (JingceParseTcp(ColourReplyText(reply), &m_dTcp))
-                                             return true;
-                                         m_dTcp = 0.0;
-                                         return false;
-                                     }
-                                     m_dTcp = 0.0;
-                                     if (ColourReplyContains(reply, "OK02")) {
-                                         ZeroCalibrate();
-                                         return true;
-                                     }
-                                     return false;
-                                 });
+    return ColourMeasureTcp(kMeasure, m_nLimitTimes, JingceParseTcp, &m_dTcp, [this] { ZeroCalibrate(); });
 }
 
 double CChromameterWuHanJingCe::ReadLastestData() {
@@ -167,13 +121,7 @@ double CChromameterWuHanJingCe::ReadLastestData() {
 }
 
 unsigned long CChromameterWuHanJingCe::ReadLvXy(SChromameterMeasureData& data) {
-    if (!m_bMeasureSucceed || !m_bReaded)
-        return RESULT_FAIL;
-    data.x = static_cast<float>(m_dX);
-    data.y = static_cast<float>(m_dY);
-    data.Lv = static_cast<float>(m_dLv);
-    data.Tcp = static_cast<float>(m_dTcp);
-    return RESULT_OK;
+    return ColourReadLvXy(m_bMeasureSucceed, m_bReaded, m_dX, m_dY, m_dLv, m_dTcp, data);
 }
 
 unsigned long CChromameterWuHanJingCe::ReadSpectralData(QList<float>&, int&, int&) {

@@ -6,6 +6,8 @@
 #include "MinoltaVistor.h"
 
 #include <QDateTime>
+#include <QMutex>
+#include <QMutexLocker>
 
 #include <cstring>
 #include <system_error>
@@ -31,11 +33,29 @@ bool ColourChangeDisplayMode(const char* command, int limitTimes, int tries, int
                         [](const QByteArray& reply) { return ColourReplyContains(reply, "OK00"); });
 }
 
-bool ColourMeasureExchange(const char* command, int length, int limitTimes, int tries, int waitMs,
+bool ColourMeasureExchange(const ColourCommand& measure, int limitTimes,
                            const std::function<bool(const QByteArray&)>& decide) {
-    if (!DriverSend(command, length))
+    if (!DriverSend(measure.bytes, measure.length))
         return false;
-    return waitForReply(limitTimes, true, tries, waitMs, decide);
+    return waitForReply(limitTimes, true, measure.tries, measure.waitMs, decide);
+}
+
+bool ColourMeasureLvxy(const ColourCommand& measure, int limitTimes,
+                       bool (*parse)(const QString&, double*, double*, double*), double* x, double* y,
+                       double* Lv, const std::function<void()>& zeroCalibrate) {
+    return ColourMeasureExchange(measure, limitTimes, [&](const QByteArray& reply) {
+        return ColourDecideMeasureReply(
+            reply, [&](const QString& text) { return parse(text, x, y, Lv); }, {x, y, Lv}, true,
+            zeroCalibrate);
+    });
+}
+
+bool ColourMeasureTcp(const ColourCommand& measure, int limitTimes, bool (*parse)(const QString&, double*),
+                      double* Tcp, const std::function<void()>& zeroCalibrate) {
+    return ColourMeasureExchange(measure, limitTimes, [&](const QByteArray& reply) {
+        return ColourDecideMeasureReply(
+            reply, [&](const QString& text) { return parse(text, Tcp); }, {Tcp}, false, zeroCalibrate);
+    });
 }
 
 bool ColourDatedZeroCalibration(char terminator, int tries, int waitMs, bool* sent, QByteArray* reply) {
@@ -47,11 +67,28 @@ bool ColourDatedZeroCalibration(char terminator, int tries, int waitMs, bool* se
     return DriverRead(tries, waitMs, reply);
 }
 
-bool ColourSignOff(const char* command, int length, int tries, int waitMs) {
+unsigned long ColourSignOffAndRelease(const ColourCommand& signOff, bool* connected) {
+    unsigned long result = RESULT_FAIL;
     QByteArray reply;
-    if (!DriverSendAndRead(command, length, tries, waitMs, &reply))
-        return false;
-    return DriverReplyStatus(reply) == 0;
+    if (DriverSendAndRead(signOff.bytes, signOff.length, signOff.tries, signOff.waitMs, &reply) &&
+        DriverReplyStatus(reply) == 0) {
+        *connected = false;
+        CMinoltaVistor::GetInstance()->NotifyAll_Disconnected();
+        result = RESULT_OK;
+    }
+    // The port is released whatever the instrument said.
+    DriverClosePort();
+    *connected = false;
+    return result;
+}
+
+unsigned long ColourStartMeasurement(QMutex* mutex, bool* succeed, bool* measureTcp, bool withTcp,
+                                     std::function<void()> thread) {
+    QMutexLocker locker(mutex);
+    *succeed = false;
+    *measureTcp = withTcp;
+    ColourStartDetached(std::move(thread));
+    return RESULT_OK;
 }
 
 unsigned long ColourRunMeasurement(const ColourMeasureFlags& flags, const std::function<bool()>& exchanges) {
@@ -76,6 +113,17 @@ unsigned long ColourRunMeasurement(const ColourMeasureFlags& flags, const std::f
     *flags.readed = false;
     CMinoltaVistor::GetInstance()->NotifyAll_MeasureFailed(code);
     return RESULT_FAIL;
+}
+
+unsigned long ColourReadLvXy(bool succeed, bool readed, double x, double y, double Lv, double Tcp,
+                             SChromameterMeasureData& data) {
+    if (!succeed || !readed)
+        return RESULT_FAIL;
+    data.x = static_cast<float>(x);
+    data.y = static_cast<float>(y);
+    data.Lv = static_cast<float>(Lv);
+    data.Tcp = static_cast<float>(Tcp);
+    return RESULT_OK;
 }
 
 void ColourStartDetached(std::function<void()> body) {

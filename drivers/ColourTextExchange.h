@@ -1,8 +1,12 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
 
 #include <functional>
+
+class QMutex;
+struct SChromameterMeasureData;
 
 // Conversations that the colour analyser and the Jingce colorimeter hold alike, over the detector's
 // port. Each driver passes its own command bytes, budgets and reply decisions.
@@ -11,18 +15,43 @@
 // reply: true if it holds "OK00" anywhere. No success boundary: "OK00" on the last read still counts.
 bool ColourChangeDisplayMode(const char* command, int limitTimes, int tries, int waitMs);
 
+// A command of the family (sent without its NUL) and the read budget of each reply read.
+struct ColourCommand {
+    const char* bytes;
+    int length;
+    int tries;
+    int waitMs;
+};
+
 // Sends a measure command once, then the reply-wait loop with the success boundary; `decide` parses
 // the first reply that arrives and stores its values.
-bool ColourMeasureExchange(const char* command, int length, int limitTimes, int tries, int waitMs,
+bool ColourMeasureExchange(const ColourCommand& measure, int limitTimes,
                            const std::function<bool(const QByteArray&)>& decide);
+
+// The two measurement exchanges: ColourMeasureExchange with ColourDecideMeasureReply deciding, the
+// family's parser storing the values. "OK04" counts only for luminance and chromaticity; "OK02" calls
+// `zeroCalibrate`, the driver's own zero calibration.
+bool ColourMeasureLvxy(const ColourCommand& measure, int limitTimes,
+                       bool (*parse)(const QString&, double*, double*, double*), double* x, double* y,
+                       double* Lv, const std::function<void()>& zeroCalibrate);
+bool ColourMeasureTcp(const ColourCommand& measure, int limitTimes, bool (*parse)(const QString&, double*),
+                      double* Tcp, const std::function<void()>& zeroCalibrate);
 
 // Builds the zero-calibration command from the current local date and time, sends it and, if it
 // was sent, reads its reply. *sent tells whether the command went out; the result whether a reply
 // arrived (then in *reply).
 bool ColourDatedZeroCalibration(char terminator, int tries, int waitMs, bool* sent, QByteArray* reply);
 
-// Sends the sign-off command and reads its reply: true if it begins with "OK00".
-bool ColourSignOff(const char* command, int length, int tries, int waitMs);
+// Disconnect of the colour drivers: an "OK00" answer to the sign-off disconnects the driver and tells
+// the watchers (RESULT_OK); any other outcome is RESULT_FAIL. The port is closed in every case and
+// the driver ends disconnected.
+unsigned long ColourSignOffAndRelease(const ColourCommand& signOff, bool* connected);
+
+// Measure of the colour drivers: under `mutex`, clears the measurement-valid flag, records whether the
+// colour temperature is wanted and starts `thread` detached (see ColourStartDetached). RESULT_OK at
+// once; the outcome reaches the watchers.
+unsigned long ColourStartMeasurement(QMutex* mutex, bool* succeed, bool* measureTcp, bool withTcp,
+                                     std::function<void()> thread);
 
 // The driver state a measurement thread keeps up to date.
 struct ColourMeasureFlags {
@@ -36,6 +65,26 @@ struct ColourMeasureFlags {
 // RESULT_PORT_LOST when the port is gone (then the port is closed and the driver disconnected).
 // Returns RESULT_OK or RESULT_FAIL.
 unsigned long ColourRunMeasurement(const ColourMeasureFlags& flags, const std::function<bool()>& exchanges);
+
+// The exchanges of a measurement thread, run by ColourRunMeasurement through the driver's own
+// ChangeDisplayMode, DoMeasureLvxy and DoMeasureTcp: the luminance-and-chromaticity display mode and
+// measurement; then, when *withTcp is set by that time, the colour-temperature mode and measurement.
+template <class Driver>
+unsigned long ColourMeasureSequence(Driver* driver, const ColourMeasureFlags& flags, const bool* withTcp,
+                                    const char* modeLvxy, const char* modeTcp) {
+    return ColourRunMeasurement(flags, [=] {
+        if (!driver->ChangeDisplayMode(modeLvxy) || !driver->DoMeasureLvxy())
+            return false;
+        // The instrument stays in the colour-temperature mode afterwards.
+        return !*withTcp || (driver->ChangeDisplayMode(modeTcp) && driver->DoMeasureTcp());
+    });
+}
+
+// ReadLvXy of the colour drivers: only while the measurement is valid and its data ready, the record
+// receives x, y, Lv and Tcp narrowed to single precision (RESULT_OK); otherwise RESULT_FAIL and the
+// record is left as it was.
+unsigned long ColourReadLvXy(bool succeed, bool readed, double x, double y, double Lv, double Tcp,
+                             SChromameterMeasureData& data);
 
 // Runs `body` on a new detached thread. A thread that cannot be created is raised as a system error
 // "thread constructor failed"; it is not turned into a result code.

@@ -65,6 +65,26 @@ bool JingceParseTcp(const QString& text, double* Tcp) {
     return ColourFieldValue(text, 4, Tcp);
 }
 
+bool ColourDecideMeasureReply(const QByteArray& reply, const std::function<bool(const QString&)>& parse,
+                              std::initializer_list<double*> values, bool ok04IsSuccess,
+                              const std::function<void()>& zeroCalibrate) {
+    const bool reading = ColourReplyContains(reply, "OK00");
+    if (reading && parse(ColourReplyText(reply)))
+        return true;
+    // No reading came back: a value read earlier must not pass for this measurement's.
+    for (double* value : values)
+        *value = 0.0;
+    if (reading)
+        return false;
+    if (ok04IsSuccess && ColourReplyContains(reply, "OK04"))
+        return true;
+    if (ColourReplyContains(reply, "OK02")) {
+        zeroCalibrate();
+        return true;
+    }
+    return false;
+}
+
 QByteArray ColourZeroCalibrationCommand(const QDateTime& when, char terminator) {
     // The instrument stamps its zero calibration with the host's local time, 24-hour, zero-padded.
     QByteArray command =

@@ -6,6 +6,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <initializer_list>
 
 // The text protocol that the colour analyser and the Jingce colorimeter share ("COM", "ZRC", "MDS",
 // "MES" commands answered by "OK00" / "ERnn" replies), as free functions that need no port.
@@ -36,6 +37,16 @@ bool Cas40ParseTcp(const QString& text, double* Tcp);
 bool JingceParseLvxy(const QString& text, double* x, double* y, double* Lv);
 // Jingce, colour-temperature mode: Tcp is field 4 of the comma-separated reply.
 bool JingceParseTcp(const QString& text, double* Tcp);
+
+// The decision on the reply to a measure command, once it has arrived. A reply holding "OK00" is
+// handed to `parse`, which stores the values it finds and answers whether it found them; when it
+// finds none, every one of `values` is set to 0 and the decision is failure. Any other reply sets
+// `values` to 0 first; then "OK04" is success where `ok04IsSuccess` (the luminance-and-chromaticity
+// exchange only); else "OK02" calls `zeroCalibrate` (the instrument asks for one) and is success;
+// anything else is failure.
+bool ColourDecideMeasureReply(const QByteArray& reply, const std::function<bool(const QString&)>& parse,
+                              std::initializer_list<double*> values, bool ok04IsSuccess,
+                              const std::function<void()>& zeroCalibrate);
 
 // The dated zero-calibration command "ZRC,1,yyyy,MM,dd,hh,mm,ss" followed by `terminator`.
 QByteArray ColourZeroCalibrationCommand(const QDateTime& when, char terminator);

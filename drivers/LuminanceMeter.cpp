@@ -21,6 +21,18 @@ const int kStatusRepliesPerRequest = 2;
 // Polling rounds before the read-out gives up waiting for a successful one.
 const int kPollingAttempts = 2;
 const int kAfterPollingMs = 100;
+
+// Runs one of the constant command tables: DoExcute takes writable arrays, so the frames and their
+// expected replies are copied into local ones first.
+template <std::size_t N>
+unsigned long runTable(CLuminanceMeter* meter, const char (&commands)[N][LUMINANCE_COMMAND_SIZE],
+                       const char (&replies)[N][LUMINANCE_REPLY_SIZE]) {
+    char commandCopies[N][LUMINANCE_COMMAND_SIZE];
+    char replyCopies[N][LUMINANCE_REPLY_SIZE];
+    std::memcpy(commandCopies, commands, sizeof commandCopies);
+    std::memcpy(replyCopies, replies, sizeof replyCopies);
+    return meter->DoExcute(commandCopies, replyCopies, int(N));
+}
 } // namespace
 
 CLuminanceMeter::CLuminanceMeter() : m_bStaleReplies(false) {
@@ -62,11 +74,7 @@ unsigned long CLuminanceMeter::DoExcute(char (*commands)[100], char (*replies)[2
 
 unsigned long CLuminanceMeter::Connect() {
     const LuminanceFrameTables& tables = LuminanceTables();
-    char commands[3][100];
-    char replies[3][200];
-    std::memcpy(commands, tables.connectCommands, sizeof commands);
-    std::memcpy(replies, tables.connectReplies, sizeof replies);
-    const unsigned long result = DoExcute(commands, replies, 3);
+    const unsigned long result = runTable(this, tables.connectCommands, tables.connectReplies);
     // The connected flag stays as it is: this instrument is known to be there only by its answers.
     if (result == RESULT_OK)
         CMinoltaVistor::GetInstance()->NotifyAll_Connected();
@@ -75,11 +83,7 @@ unsigned long CLuminanceMeter::Connect() {
 
 unsigned long CLuminanceMeter::Disconnect() {
     const LuminanceFrameTables& tables = LuminanceTables();
-    char commands[3][100];
-    char replies[3][200];
-    std::memcpy(commands, tables.disconnectCommands, sizeof commands);
-    std::memcpy(replies, tables.disconnectReplies, sizeof replies);
-    const unsigned long result = DoExcute(commands, replies, 3);
+    const unsigned long result = runTable(this, tables.disconnectCommands, tables.disconnectReplies);
     if (result == RESULT_OK)
         CMinoltaVistor::GetInstance()->NotifyAll_Disconnected();
     // The port is given up whether or not the instrument answered.
@@ -89,11 +93,7 @@ unsigned long CLuminanceMeter::Disconnect() {
 
 unsigned long CLuminanceMeter::Measure(bool) {
     const LuminanceFrameTables& tables = LuminanceTables();
-    char commands[1][100];
-    char replies[1][200];
-    std::memcpy(commands, tables.measureCommands, sizeof commands);
-    std::memcpy(replies, tables.measureReplies, sizeof replies);
-    if (DoExcute(commands, replies, 1) == RESULT_OK) {
+    if (runTable(this, tables.measureCommands, tables.measureReplies) == RESULT_OK) {
         CMinoltaVistor::GetInstance()->NotifyAll_MeasureFinished();
         return RESULT_OK;
     }
