@@ -1,13 +1,9 @@
 #include "AnalyserModel.h"
-#include "ChromameterDetector.h"
 #include "ChromameterMinoltaCas40.h"
-#include "MinoltaVistor.h"
+#include "DriverFixture.h"
 #include "ScriptedInstrument.h"
-#include "TestSupport.h"
 
-#include <QDateTime>
 #include <QElapsedTimer>
-#include <QSerialPort>
 
 #include <gtest/gtest.h>
 
@@ -19,91 +15,14 @@ const QByteArray kOk("OK00\r\n");
 const QByteArray kEightFields("OK00,1,2,0.3127,0.3290,120.5,6,7\r\n");
 const QByteArray kSevenFields("OK00,1,2,0.3127,0.3290,120.5,6\r\n");
 
-// Gives the tests a view of the driver's own state.
-class ProbedCas40 : public CChromameterMinoltaCas40 {
-public:
-    double lv() const { return m_dLv; }
-    double x() const { return m_dX; }
-    double y() const { return m_dY; }
-    double tcp() const { return m_dTcp; }
-    bool busy() const { return m_bMeasuring; }
-    int type() const { return m_nType; }
-    int limitTimes() const { return m_nLimitTimes; }
-};
-
-bool openDetectorPort(const QString& path) {
-    return CChromameterDetector::GetInstance()->m_port.Open(path, QSerialPort::Baud9600,
-                                                            QSerialPort::NoParity, QSerialPort::Data8,
-                                                            QSerialPort::OneStop, QSerialPort::NoFlowControl);
-}
-
-// The moment now, to the second, as the instrument's date stamp carries it.
-QDateTime nowToTheSecond() {
-    QDateTime now = QDateTime::currentDateTime();
-    now.setTime(QTime(now.time().hour(), now.time().minute(), now.time().second()));
-    return now;
-}
-
-// Checks a "yyyy,MM,dd,hh,mm,ss" stamp lies between two moments.
-void expectStampBetween(const QByteArray& stamp, const QDateTime& before, const QDateTime& after) {
-    ASSERT_EQ(stamp.size(), 19) << stamp.constData();
-    const QDateTime when =
-        QDateTime::fromString(QString::fromLatin1(stamp), QStringLiteral("yyyy,MM,dd,hh,mm,ss"));
-    ASSERT_TRUE(when.isValid()) << stamp.constData();
-    EXPECT_LE(before, when) << stamp.constData();
-    EXPECT_LE(when, after) << stamp.constData();
-}
-
-template <typename Sim> class DriverFixture : public ::testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_TRUE(sim.start());
-        ASSERT_TRUE(openDetectorPort(sim.portPath()));
-        CMinoltaVistor::GetInstance()->Register(&watcher);
-    }
-
-    void TearDown() override {
-        // Let a worker that has just notified return before the driver and the watcher go away.
-        waitUntil([&] { return !driver.busy(); }, 15000);
-        pumpEvents(50);
-        CMinoltaVistor::GetInstance()->Unregister(&watcher);
-    }
-
-    // Pumps the event loop (the worker's writes are queued to this thread) until the measurement's
-    // outcome reaches the watcher.
-    bool waitForOutcome(int timeoutMs = 10000) {
-        return waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, timeoutMs);
-    }
-
-    // One measurement from start to its outcome, with the watcher's record cleared first.
-    QString measure(bool tcp) {
-        watcher.clear();
-        EXPECT_EQ(driver.Measure(tcp), RESULT_OK);
-        if (!waitForOutcome())
-            return QString();
-        waitUntil([&] { return !driver.busy(); }, 1000);
-        return watcher.last();
-    }
-
-    Sim sim;
-    RecordingWatcher watcher;
-    ProbedCas40 driver;
-};
-
-using AnalyserDriver = DriverFixture<AnalyserModel>;
-using AnalyserConversation = DriverFixture<ScriptedInstrument>;
+using ProbedCas40 = DriverProbe<CChromameterMinoltaCas40>;
+using AnalyserDriver = DriverFixture<AnalyserModel, ProbedCas40>;
+using AnalyserConversation = DriverFixture<ScriptedInstrument, ProbedCas40>;
 
 } // namespace
 
 TEST_F(AnalyserDriver, ConstructedDriverIsIdleWithTypeOneAndLimitOfTen) {
-    EXPECT_EQ(driver.type(), 1);
-    EXPECT_EQ(driver.limitTimes(), 10);
-    EXPECT_EQ(driver.lv(), 0.0);
-    EXPECT_EQ(driver.x(), 0.0);
-    EXPECT_EQ(driver.y(), 0.0);
-    EXPECT_FALSE(driver.IsConnected());
-    EXPECT_FALSE(driver.IsMeasureSucced());
-    EXPECT_FALSE(driver.IsReaded());
+    expectAsConstructed(1, 10);
 }
 
 TEST_F(AnalyserDriver, ConnectEntersRemoteModeThenZeroCalibratesWithTheClock) {
@@ -313,11 +232,7 @@ TEST_F(AnalyserDriver, StubsAnswerTheirFixedCodes) {
     EXPECT_EQ(driver.MeasurementDataRead(&reply, 1, 2, 3), 1UL);
     EXPECT_EQ(reply, nullptr);
     RecordingWatcher other;
-    const int before = CMinoltaVistor::GetInstance()->m_watchers.size();
-    EXPECT_EQ(driver.RegisterWatcher(&other), RESULT_NOT_SUPPORTED);
-    EXPECT_EQ(CMinoltaVistor::GetInstance()->m_watchers.size(), before);
-    EXPECT_EQ(driver.UnregisterWatcher(&watcher), RESULT_NOT_SUPPORTED);
-    EXPECT_EQ(CMinoltaVistor::GetInstance()->m_watchers.size(), before);
+    expectDriverRefusesWatchers(driver, &other, &watcher);
     pumpEvents(50);
     EXPECT_TRUE(sim.received().isEmpty());
 }
@@ -342,7 +257,7 @@ TEST_F(AnalyserDriver, DisconnectLeavesRemoteModeTellsWatchersAndClosesThePort) 
     EXPECT_FALSE(driver.IsConnected());
     ASSERT_EQ(watcher.count("disconnected"), 1);
     EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
 }
 
 TEST_F(AnalyserDriver, LostPortDuringMeasurementIsReportedAndDisconnects) {
@@ -352,7 +267,7 @@ TEST_F(AnalyserDriver, LostPortDuringMeasurementIsReportedAndDisconnects) {
     EXPECT_EQ(watcher.events().back().code, RESULT_PORT_LOST);
     EXPECT_FALSE(driver.IsConnected());
     // A worker hands the close over to the port's own thread.
-    EXPECT_TRUE(waitUntil([] { return !CChromameterDetector::GetInstance()->m_port.IsOpen(); }, 2000));
+    EXPECT_TRUE(waitUntil([] { return !detectorPort().IsOpen(); }, 2000));
 }
 
 TEST_F(AnalyserConversation, EightFieldReplyIsStoredThroughSinglePrecision) {
@@ -412,7 +327,7 @@ TEST_F(AnalyserConversation, LimitOfZeroSendsTheDisplayModeAndFailsWithoutReadin
     unsigned int got = 0;
     waitUntil(
         [&] {
-            got += CChromameterDetector::GetInstance()->m_port.Read(buffer + got, sizeof buffer - 1 - got);
+            got += detectorPort().Read(buffer + got, sizeof buffer - 1 - got);
             return got >= 6;
         },
         2000);
@@ -470,7 +385,7 @@ TEST_F(AnalyserConversation, DisconnectClosesThePortWithoutAnAnswer) {
     ASSERT_EQ(driver.Connect(), RESULT_OK);
     watcher.clear();
     EXPECT_EQ(driver.Disconnect(), RESULT_FAIL);
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
     EXPECT_FALSE(driver.IsConnected());
     EXPECT_EQ(watcher.count("disconnected"), 0);
     EXPECT_EQ(sim.countReceived("COM,0\n"), 1);
@@ -479,6 +394,6 @@ TEST_F(AnalyserConversation, DisconnectClosesThePortWithoutAnAnswer) {
 TEST_F(AnalyserConversation, DisconnectRefusedByTheInstrumentStillClosesThePort) {
     sim.on("COM,0\n", "ER00\r\n");
     EXPECT_EQ(driver.Disconnect(), RESULT_FAIL);
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
     EXPECT_EQ(watcher.count("disconnected"), 0);
 }

@@ -1,45 +1,24 @@
 #include "AnalyserModel.h"
 #include "ChromameterDetector.h"
-#include "Minolta.h"
-#include "TestSupport.h"
+#include "DetectorPort.h"
+#include "HostFixture.h"
 
 #include <QDateTime>
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <thread>
 
 namespace {
 
 // A host's view: one facade from the factory, a watcher registered through it, the analyser
 // simulated on a pseudo-terminal that detection is pointed at.
-class AnalyserEndToEnd : public ::testing::Test {
+class AnalyserEndToEnd : public HostFixture<AnalyserModel> {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(sim.start());
-        scope.reset(new CatalogueScope({sim.portPath()}));
-        IMinolta* created = nullptr;
-        ASSERT_EQ(CreateChromameterMinolta(&created), RESULT_OK);
-        facade.reset(created);
-        EXPECT_EQ(facade->RegisterWatcher(&watcher), 1UL);
+        HostFixture::SetUp();
+        ASSERT_NO_FATAL_FAILURE(createFacade());
     }
-
-    void TearDown() override {
-        // Let a worker that has just notified return before the watcher goes away.
-        pumpEvents(100);
-        if (facade)
-            facade->UnregisterWatcher(&watcher);
-    }
-
-    bool waitForOutcome(int timeoutMs = 10000) {
-        return waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, timeoutMs);
-    }
-
-    AnalyserModel sim;
-    std::unique_ptr<CatalogueScope> scope;
-    RecordingWatcher watcher;
-    std::unique_ptr<IMinolta> facade;
 };
 
 } // namespace
@@ -52,23 +31,16 @@ TEST_F(AnalyserEndToEnd, ConnectDetectsTheAnalyserAsTypeOne) {
     EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, 1);
     ASSERT_EQ(watcher.count("connected"), 1);
     EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
-    EXPECT_TRUE(sim.inRemoteMode());
+    EXPECT_TRUE(model.inRemoteMode());
     // Whatever the drivers tried before it left the analyser unmoved; its own handshake went through.
-    EXPECT_EQ(sim.countReceived("COM,1\n"), 1);
-    EXPECT_EQ(sim.zeroCalibrationCount(), 1);
-    const QDateTime stamp = QDateTime::fromString(QString::fromLatin1(sim.lastZeroCalibrationDate()),
-                                                  QStringLiteral("yyyy,MM,dd,hh,mm,ss"));
-    ASSERT_TRUE(stamp.isValid());
-    EXPECT_LE(before, stamp);
-    EXPECT_LE(stamp, after);
+    EXPECT_EQ(model.countReceived("COM,1\n"), 1);
+    EXPECT_EQ(model.zeroCalibrationCount(), 1);
+    expectStampBetween(model.lastZeroCalibrationDate(), before, after);
 }
 
 TEST_F(AnalyserEndToEnd, MeasurementFinishesOnAWorkerAndReadsLuminanceAndChromaticity) {
     ASSERT_EQ(facade->Connect(), RESULT_OK);
-    watcher.clear();
-    EXPECT_EQ(facade->Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome());
-    ASSERT_EQ(watcher.last(), QStringLiteral("finished"));
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
     EXPECT_NE(watcher.events().back().thread, std::this_thread::get_id());
 
     SChromameterMeasureData data = {0, 0, 0, -5.0f};
@@ -88,14 +60,11 @@ TEST_F(AnalyserEndToEnd, ColourTemperatureMeasurementReadsTcpToo) {
     reading.x = 0.28;
     reading.y = 0.29;
     reading.Tcp = 9300;
-    sim.setReading(reading);
+    model.setReading(reading);
     ASSERT_EQ(facade->Connect(), RESULT_OK);
-    watcher.clear();
-    EXPECT_EQ(facade->Measure(true), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome());
-    ASSERT_EQ(watcher.last(), QStringLiteral("finished"));
+    ASSERT_EQ(measure(true), QStringLiteral("finished"));
     EXPECT_NE(watcher.events().back().thread, std::this_thread::get_id());
-    EXPECT_EQ(sim.displayMode(), 1);
+    EXPECT_EQ(model.displayMode(), 1);
 
     SChromameterMeasureData data = {0, 0, 0, 0};
     ASSERT_EQ(facade->ReadLvXy(data), RESULT_OK);
@@ -118,7 +87,7 @@ TEST_F(AnalyserEndToEnd, DisconnectSignsOffAndTellsTheWatcher) {
     watcher.clear();
     EXPECT_EQ(facade->Disconnect(), RESULT_OK);
     EXPECT_FALSE(facade->IsConnected());
-    EXPECT_FALSE(sim.inRemoteMode());
+    EXPECT_FALSE(model.inRemoteMode());
     EXPECT_EQ(watcher.count("disconnected"), 1);
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
 }

@@ -3,6 +3,7 @@
 #include "ChromameterDetector.h"
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
+#include "DetectorPort.h"
 #include "LuminanceMeter.h"
 #include "PhotoResearch.h"
 #include "ScriptedInstrument.h"
@@ -45,12 +46,6 @@ QString linkTo(const QTemporaryDir& dir, const ScriptedInstrument& sim, const QS
     const QString link = dir.path() + QStringLiteral("/dev/") + name;
     EXPECT_TRUE(QFile::link(sim.portPath(), link)) << link.toStdString();
     return link;
-}
-
-bool openDetectorPort(const QString& path) {
-    return CChromameterDetector::GetInstance()->m_port.Open(path, QSerialPort::Baud9600,
-                                                            QSerialPort::NoParity, QSerialPort::Data8,
-                                                            QSerialPort::OneStop, QSerialPort::NoFlowControl);
 }
 
 int opensTried(const MessageCapture& log) {

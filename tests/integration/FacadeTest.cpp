@@ -43,6 +43,20 @@ void answerAsAnalyser(ScriptedInstrument& sim) {
     sim.on("MES,1\n", "OK00,0,0,0.3127,0.3290,120.5,0,0\r\n");
 }
 
+// An instrument answering as a colour analyser, with detection pointed at it while this lives.
+class AnalyserOnTheLine {
+public:
+    AnalyserOnTheLine() : m_sim(startInstrument()) {
+        answerAsAnalyser(*m_sim);
+        m_scope.reset(new CatalogueScope({m_sim->portPath()}));
+    }
+    ScriptedInstrument* operator->() const { return m_sim.get(); }
+
+private:
+    std::unique_ptr<ScriptedInstrument> m_sim;
+    std::unique_ptr<CatalogueScope> m_scope;
+};
+
 IMinolta* createFacade() {
     IMinolta* facade = nullptr;
     EXPECT_EQ(CreateChromameterMinolta(&facade), RESULT_OK);
@@ -71,9 +85,7 @@ TEST(Facade, FactoryGivesADistinctDisconnectedFacadeEachCall) {
 }
 
 TEST(Facade, TwoFacadesReportTheSameConnectionOnceEitherHasConnected) {
-    auto sim = startInstrument();
-    answerAsAnalyser(*sim);
-    CatalogueScope scope({sim->portPath()});
+    AnalyserOnTheLine sim;
     IMinolta* a = createFacade();
     IMinolta* b = createFacade();
     EXPECT_FALSE(b->IsConnected());
@@ -86,9 +98,7 @@ TEST(Facade, TwoFacadesReportTheSameConnectionOnceEitherHasConnected) {
 }
 
 TEST(Facade, ConnectStoresTheDetectedType) {
-    auto sim = startInstrument();
-    answerAsAnalyser(*sim);
-    CatalogueScope scope({sim->portPath()});
+    AnalyserOnTheLine sim;
     FacadeProbe facade;
     RecordingWatcher watcher;
     EXPECT_EQ(facade.RegisterWatcher(&watcher), 1ul);
@@ -141,9 +151,7 @@ TEST(Facade, FailedReconnectKeepsTheTypeAndClearsTheFlag) {
 }
 
 TEST(Facade, ConnectRunsTheWholeDetectionAgainWhenAlreadyConnected) {
-    auto sim = startInstrument();
-    answerAsAnalyser(*sim);
-    CatalogueScope scope({sim->portPath()});
+    AnalyserOnTheLine sim;
     IMinolta* facade = createFacade();
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     ASSERT_EQ(facade->Connect(), RESULT_OK);
@@ -155,9 +163,7 @@ TEST(Facade, ConnectRunsTheWholeDetectionAgainWhenAlreadyConnected) {
 }
 
 TEST(Facade, MeasureBeforeConnectReturnsZeroAndSendsNothing) {
-    auto sim = startInstrument();
-    answerAsAnalyser(*sim);
-    CatalogueScope scope({sim->portPath()});
+    AnalyserOnTheLine sim;
     // Another facade has found the instrument, so a driver is there to be (wrongly) used.
     IMinolta* connected = createFacade();
     ASSERT_EQ(connected->Connect(), RESULT_OK);
@@ -182,9 +188,7 @@ TEST(Facade, MeasureWithNoDetectorAtAllReturnsZero) {
 }
 
 TEST(Facade, ReadLastestDataBeforeConnectIsMinusOne) {
-    auto sim = startInstrument();
-    answerAsAnalyser(*sim);
-    CatalogueScope scope({sim->portPath()});
+    AnalyserOnTheLine sim;
     IMinolta* facade = createFacade();
     EXPECT_EQ(facade->ReadLastestData(), -1.0);
     // Also while another facade's driver is there.
@@ -198,9 +202,7 @@ TEST(Facade, ReadLastestDataBeforeConnectIsMinusOne) {
 }
 
 TEST(Facade, ReadSpectralDataOnDriverWithoutItIsFoldedIntoFail) {
-    auto sim = startInstrument();
-    answerAsAnalyser(*sim);
-    CatalogueScope scope({sim->portPath()});
+    AnalyserOnTheLine sim;
     IMinolta* facade = createFacade();
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     QList<float> values;
@@ -246,9 +248,7 @@ TEST(Facade, ZeroCalibrateIsNotAvailableWhateverTheState) {
 }
 
 TEST(Facade, DisconnectWhenNotConnectedReturnsZeroAndSendsNothing) {
-    auto sim = startInstrument();
-    answerAsAnalyser(*sim);
-    CatalogueScope scope({sim->portPath()});
+    AnalyserOnTheLine sim;
     IMinolta* connected = createFacade();
     ASSERT_EQ(connected->Connect(), RESULT_OK);
     sim->clearRecord();
@@ -261,9 +261,7 @@ TEST(Facade, DisconnectWhenNotConnectedReturnsZeroAndSendsNothing) {
 }
 
 TEST(Facade, DisconnectForwardsAndClearsTheFlagWhenTheDriverSucceeds) {
-    auto sim = startInstrument();
-    answerAsAnalyser(*sim);
-    CatalogueScope scope({sim->portPath()});
+    AnalyserOnTheLine sim;
     FacadeProbe facade;
     ASSERT_EQ(facade.Connect(), RESULT_OK);
     RecordingWatcher watcher;
@@ -277,9 +275,7 @@ TEST(Facade, DisconnectForwardsAndClearsTheFlagWhenTheDriverSucceeds) {
 }
 
 TEST(Facade, DisconnectReturnsZeroEvenWhenTheDriverFails) {
-    auto sim = startInstrument();
-    answerAsAnalyser(*sim);
-    CatalogueScope scope({sim->portPath()});
+    AnalyserOnTheLine sim;
     FacadeProbe facade;
     ASSERT_EQ(facade.Connect(), RESULT_OK);
     // The instrument refuses to leave remote mode.
@@ -292,9 +288,7 @@ TEST(Facade, DisconnectReturnsZeroEvenWhenTheDriverFails) {
 }
 
 TEST(Facade, DeletingTheFacadeLeavesDriverAndPortAsTheyAre) {
-    auto sim = startInstrument();
-    answerAsAnalyser(*sim);
-    CatalogueScope scope({sim->portPath()});
+    AnalyserOnTheLine sim;
     IMinolta* facade = createFacade();
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     CChromameterDetector* detector = CChromameterDetector::GetInstance();
@@ -322,9 +316,7 @@ TEST(Facade, RegisterWatcherTwiceLeavesOneEntryAndReturnsOneBothTimes) {
 }
 
 TEST(Facade, MeasurementThroughTheFacadeEndsInTheWatcherAndTheRecord) {
-    auto sim = startInstrument();
-    answerAsAnalyser(*sim);
-    CatalogueScope scope({sim->portPath()});
+    AnalyserOnTheLine sim;
     IMinolta* facade = createFacade();
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     RecordingWatcher watcher;
@@ -352,9 +344,7 @@ TEST(Facade, MeasurementThroughTheFacadeEndsInTheWatcherAndTheRecord) {
 }
 
 TEST(Facade, DriverReportsMeasureSuccessWhileMeasuringEvenWhenItThenFails) {
-    auto sim = startInstrument();
-    answerAsAnalyser(*sim);
-    CatalogueScope scope({sim->portPath()});
+    AnalyserOnTheLine sim;
     IMinolta* facade = createFacade();
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     IMinolta* driver = CChromameterDetector::GetInstance()->m_pMinolta;

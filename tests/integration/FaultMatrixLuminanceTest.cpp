@@ -6,7 +6,6 @@
 #include "ChromameterDetector.h"
 #include "FaultHarness.h"
 #include "LuminanceFrames.h"
-#include "LuminanceMeter.h"
 #include "LuminanceModel.h"
 
 #include <gtest/gtest.h>
@@ -37,20 +36,36 @@ class LuminanceFaultMatrix : public FaultCell {
 protected:
     LuminanceFaultMatrix() : FaultCell(QStringLiteral("luminance")) {}
 
-    // A healthy Connect, then the fault.
-    void faultAfterConnect(SimFault fault) {
-        start();
-        connectHealthy();
-        ASSERT_NE(dynamic_cast<CLuminanceMeter*>(driver()), nullptr);
+    // A healthy measurement, then `fault` while the read-out polls; the fault ends after `faultMs`,
+    // and the read-out, waiting as long as that, still gives the reading.
+    void faultDuringReadOutFor(SimFault fault, int faultMs) {
+        faultAfterConnect(SimFault::None);
+        ASSERT_EQ(measure(5000).event, "finished");
         model().setFault(fault);
         model().clearRecord();
-        watcher.clear();
+        InstrumentModel& instrument = model();
+        AfterDelay answerAgain(faultMs, [&instrument] { instrument.setFault(SimFault::None); });
+        qint64 ms = 0;
+        EXPECT_EQ(readOut(&ms), 120.5);
+        EXPECT_TRUE(answerAgain.done());
+        EXPECT_GE(ms, faultMs);
+        EXPECT_LE(ms, allowedMs(faultMs + kStatusRoundMs + kReadOutMs));
+        // Each request went unanswered (or answered with no status) and the next followed.
+        EXPECT_GE(model().countReceived(statusRequest()), 2);
     }
 
-    double readOut(qint64* ms) {
-        double value = 0.0;
-        *ms = timed([&] { value = host().ReadLastestData(); });
-        return value;
+    // The instrument to be pulled as `trigger` arrives, armed after a healthy measurement; none if
+    // that measurement did not finish.
+    PullOnCommand<LuminanceModel>* measuredThenArmedToPullOn(const QByteArray& trigger) {
+        auto* pulled = new PullOnCommand<LuminanceModel>(trigger, 0, false);
+        start(std::unique_ptr<InstrumentModel>(pulled));
+        connectHealthy();
+        const QString measured = measure(5000).event;
+        EXPECT_EQ(measured, "finished");
+        if (measured != "finished")
+            return nullptr;
+        pulled->arm();
+        return pulled;
     }
 };
 
@@ -59,52 +74,30 @@ protected:
 // --- Faults present from the start: what detection makes of them ---------------------------------
 
 TEST_F(LuminanceFaultMatrix, SilenceAtConnectFailsDetectionWithinEveryDriversBudget) {
-    start().setFault(SimFault::Silent);
-    const Timed connected = connect();
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_GE(connected.ms, kSilentDetectionSleptMs);
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(watcher.events().empty());
+    expectSilentDetection(connectDespite(SimFault::Silent));
     // The first unanswered frame ends the trial.
     EXPECT_EQ(model().countReceived(frame(LuminanceTables().connectCommands[0])), 1);
     EXPECT_EQ(model().countReceived("COMS"), 0);
-    expectBothSpeedsTriedInSilence();
     expectHealthyAgain(Recovery::SameInstrument);
 }
 
 TEST_F(LuminanceFaultMatrix, GarbageAtConnectIsNotTakenForTheInstrument) {
-    start().setFault(SimFault::Garbage);
-    const Timed connected = connect();
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(watcher.events().empty());
+    garbageAtConnect();
     // A reply that differs from its expected frame ends the exchange: the next frame is not sent.
     EXPECT_EQ(model().countReceived(frame(LuminanceTables().connectCommands[0])), 1);
     EXPECT_EQ(model().countReceived("COMS"), 0);
-    EXPECT_TRUE(loggedGarbage()) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(LuminanceFaultMatrix, OverlongReplyAtConnectStaysInItsBufferAndEndsInAResultCode) {
-    start().setFault(SimFault::Overlong);
-    const Timed connected = connect();
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(loggedPadding()) << log().toStdString();
     // Only the first 200 bytes of a reply count, so a padded reply that kept its head matches; the
     // receive buffer normally keeps only the reply's last piece, which does not.
-    if (connected.result == RESULT_OK) {
-        EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, 2);
-        EXPECT_TRUE(logged("reply too long")) << log().toStdString();
-    } else {
-        EXPECT_EQ(connected.result, RESULT_FAIL);
-        EXPECT_TRUE(watcher.events().empty());
-    }
+    overlongReplyAtConnect();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(LuminanceFaultMatrix, CutRepliesAtConnectStillMatchBecauseOnlyTheirZeroPaddingIsLost) {
-    start().setFault(SimFault::Cut);
-    const Timed connected = connect();
+    const Timed connected = connectDespite(SimFault::Cut);
     // Half of a 200-byte reply holds every byte that is not zero, and the rest of the compared 200
     // bytes is the reply buffer's zero fill: the instrument is recognised, and it measures and reads
     // out (the luminance lies in the first half too).
@@ -112,8 +105,7 @@ TEST_F(LuminanceFaultMatrix, CutRepliesAtConnectStillMatchBecauseOnlyTheirZeroPa
     EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, 2);
     EXPECT_EQ(watcher.count("connected"), 1);
     EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    const Outcome outcome = measure(allowedMs(answeredReadMs()));
-    EXPECT_EQ(outcome.event, "finished");
+    EXPECT_EQ(measure(allowedMs(answeredReadMs())).event, "finished");
     qint64 ms = 0;
     EXPECT_EQ(readOut(&ms), 120.5);
     EXPECT_LE(ms, allowedMs(kReadOutMs));
@@ -121,41 +113,27 @@ TEST_F(LuminanceFaultMatrix, CutRepliesAtConnectStillMatchBecauseOnlyTheirZeroPa
 }
 
 TEST_F(LuminanceFaultMatrix, ReplySplitIntoSingleBytesAtConnectLosesItsZeroBytesAndFails) {
-    start().setFault(SimFault::SplitBytes);
-    const Timed connected = connect();
     // A piece whose first byte is NUL counts as nothing received: a frame sent a byte at a time
     // arrives without its zeros, and never matches.
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs + answeredReadMs(kReplyBytes)));
-    EXPECT_TRUE(watcher.events().empty());
+    expectDetectionFailed(connectDespite(SimFault::SplitBytes),
+                          kSilentDetectionMs + answeredReadMs(kReplyBytes));
     EXPECT_TRUE(logged("NULL ")) << log().toStdString();
     EXPECT_EQ(model().countReceived("COMS"), 0);
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(LuminanceFaultMatrix, WrongLineSpeedAtConnectFailsDetectionLikeSilence) {
-    start().setRequiredBaud(115200);
-    const Timed connected = connect();
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_GE(connected.ms, kSilentDetectionSleptMs);
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(watcher.events().empty());
-    expectBothSpeedsTriedInSilence();
+    wrongLineSpeedAtConnect();
     // The same instrument set to its own speed again: it skips whatever it heard as noise.
     expectHealthyAgain(Recovery::SameInstrument);
 }
 
 TEST_F(LuminanceFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBudgets) {
-    auto* pulled = new PullOnCommand<LuminanceModel>("COMS");
-    start(std::unique_ptr<InstrumentModel>(pulled));
-    const Timed connected = connect();
-    EXPECT_TRUE(pulled->fired());
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_TRUE(watcher.events().empty());
     // The two text drivers before it run out on the silent line; then two answered frames and one
     // port read that finds the device gone. The port cannot be opened again at 115200 baud.
-    EXPECT_LE(connected.ms, allowedMs(kSpectroSilentTrialMs + kAnalyserSilentTrialMs + 2 * answeredReadMs() +
-                                      silentReadMs(1, kLuminanceReplyWaitMs)));
+    expectDetectionFailed(connectPulledOn<LuminanceModel>("COMS"),
+                          kSpectroSilentTrialMs + kAnalyserSilentTrialMs + 2 * answeredReadMs() +
+                              silentReadMs(1, kLuminanceReplyWaitMs));
     EXPECT_TRUE(loggedDeviceLoss()) << log().toStdString();
     EXPECT_TRUE(logged("打开失败!")) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
@@ -165,22 +143,17 @@ TEST_F(LuminanceFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheB
 
 TEST_F(LuminanceFaultMatrix, SilenceWhileMeasuringFailsWithinTheFramesBudget) {
     faultAfterConnect(SimFault::Silent);
-    const Outcome outcome = measure(allowedMs(kReplyReadMs));
+    const Outcome outcome = measureWithin(kReplyReadMs);
     // Measured within the host's call: the watchers have heard when Measure returns.
-    EXPECT_EQ(outcome.event, "failed");
-    EXPECT_EQ(outcome.code, RESULT_FAIL);
+    expectFailed(outcome);
     EXPECT_GE(outcome.ms, kReplyReadSleptMs);
-    EXPECT_LE(outcome.ms, allowedMs(kReplyReadMs));
     EXPECT_EQ(model().countReceived("MEAS"), 1);
     expectHealthyAgain(Recovery::SameInstrument);
 }
 
 TEST_F(LuminanceFaultMatrix, GarbageWhileMeasuringFailsAtOnce) {
     faultAfterConnect(SimFault::Garbage);
-    const Outcome outcome = measure(allowedMs(answeredReadMs()));
-    EXPECT_EQ(outcome.event, "failed");
-    EXPECT_EQ(outcome.code, RESULT_FAIL);
-    EXPECT_LE(outcome.ms, allowedMs(answeredReadMs()));
+    expectFailed(measureWithin(answeredReadMs()));
     EXPECT_TRUE(loggedGarbage()) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
@@ -189,23 +162,17 @@ TEST_F(LuminanceFaultMatrix, OverlongReplyWhileMeasuringEndsInAWatcherCall) {
     // The read-out is left out here: a status reply that lost its head is no status, and the poll
     // would ask for ever (see the read-out cells below).
     faultAfterConnect(SimFault::Overlong);
-    const Outcome outcome = measure(allowedMs(answeredReadMs()));
-    EXPECT_LE(outcome.ms, allowedMs(answeredReadMs()));
+    const Outcome outcome = measureWithin(answeredReadMs());
     EXPECT_TRUE(loggedPadding()) << log().toStdString();
-    if (outcome.event == "finished") {
+    if (finishedOrFailed(outcome)) {
         EXPECT_TRUE(logged("reply too long")) << log().toStdString();
-    } else {
-        EXPECT_EQ(outcome.event, "failed");
-        EXPECT_EQ(outcome.code, RESULT_FAIL);
     }
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(LuminanceFaultMatrix, CutRepliesWhileMeasuringStillMeasureAndReadOut) {
     faultAfterConnect(SimFault::Cut);
-    const Outcome outcome = measure(allowedMs(answeredReadMs()));
-    EXPECT_EQ(outcome.event, "finished");
-    EXPECT_LE(outcome.ms, allowedMs(answeredReadMs()));
+    EXPECT_EQ(measureWithin(answeredReadMs()).event, "finished");
     // The status word (offset 36) and the reading (offsets 46 to 53) lie in the first half.
     qint64 ms = 0;
     EXPECT_EQ(readOut(&ms), 120.5);
@@ -215,31 +182,22 @@ TEST_F(LuminanceFaultMatrix, CutRepliesWhileMeasuringStillMeasureAndReadOut) {
 
 TEST_F(LuminanceFaultMatrix, ReplySplitIntoSingleBytesWhileMeasuringLosesItsZeroBytesAndFails) {
     faultAfterConnect(SimFault::SplitBytes);
-    const Outcome outcome = measure(allowedMs(answeredReadMs(kReplyBytes)));
-    EXPECT_EQ(outcome.event, "failed");
-    EXPECT_EQ(outcome.code, RESULT_FAIL);
-    EXPECT_LE(outcome.ms, allowedMs(answeredReadMs(kReplyBytes)));
+    expectFailed(measureWithin(answeredReadMs(kReplyBytes)));
     EXPECT_TRUE(logged("NULL ")) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(LuminanceFaultMatrix, PulledDuringMeasurementFailsAtOnce) {
     faultAfterConnect(SimFault::UnplugDuringMeasure);
-    const Outcome outcome = measure(allowedMs(silentReadMs(1, kLuminanceReplyWaitMs)));
     // This driver has no code of its own for a lost port: the watchers hear the plain failure.
-    EXPECT_EQ(outcome.event, "failed");
-    EXPECT_EQ(outcome.code, RESULT_FAIL);
-    EXPECT_LE(outcome.ms, allowedMs(silentReadMs(1, kLuminanceReplyWaitMs)));
+    expectFailed(measureWithin(silentReadMs(1, kLuminanceReplyWaitMs)));
     EXPECT_TRUE(loggedDeviceLoss()) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(LuminanceFaultMatrix, PulledDuringReadOutGivesMinusOneAtOnce) {
-    auto* pulled = new PullOnCommand<LuminanceModel>("MSCG", 0, false);
-    start(std::unique_ptr<InstrumentModel>(pulled));
-    connectHealthy();
-    ASSERT_EQ(measure(5000).event, "finished");
-    pulled->arm();
+    PullOnCommand<LuminanceModel>* pulled = measuredThenArmedToPullOn("MSCG");
+    ASSERT_NE(pulled, nullptr);
     // The status poll completes; the adapter goes with the first read-out frame, whose reply read
     // then fails at once: the exchange could not be completed.
     qint64 ms = 0;
@@ -256,38 +214,13 @@ TEST_F(LuminanceFaultMatrix, PulledDuringReadOutGivesMinusOneAtOnce) {
 // instrument answers, so the wait shows and still ends.
 
 TEST_F(LuminanceFaultMatrix, SilenceDuringReadOutKeepsPollingUntilTheInstrumentAnswers) {
-    faultAfterConnect(SimFault::None);
-    ASSERT_EQ(measure(5000).event, "finished");
-    model().setFault(SimFault::Silent);
-    model().clearRecord();
-    const int silenceMs = 2000;
-    InstrumentModel& instrument = model();
-    AfterDelay answerAgain(silenceMs, [&instrument] { instrument.setFault(SimFault::None); });
-    qint64 ms = 0;
-    EXPECT_EQ(readOut(&ms), 120.5);
-    EXPECT_TRUE(answerAgain.done());
-    EXPECT_GE(ms, silenceMs);
-    EXPECT_LE(ms, allowedMs(silenceMs + kStatusRoundMs + kReadOutMs));
-    // Each request went unanswered and the next followed.
-    EXPECT_GE(model().countReceived(statusRequest()), 2);
+    faultDuringReadOutFor(SimFault::Silent, 2000);
     expectHealthyAgain(Recovery::SameInstrument);
 }
 
 TEST_F(LuminanceFaultMatrix, GarbageDuringReadOutKeepsPollingUntilAStatusComes) {
-    faultAfterConnect(SimFault::None);
-    ASSERT_EQ(measure(5000).event, "finished");
-    model().setFault(SimFault::Garbage);
-    model().clearRecord();
-    const int garbageMs = 2000;
-    InstrumentModel& instrument = model();
-    AfterDelay answerAgain(garbageMs, [&instrument] { instrument.setFault(SimFault::None); });
-    qint64 ms = 0;
-    EXPECT_EQ(readOut(&ms), 120.5);
-    EXPECT_TRUE(answerAgain.done());
-    EXPECT_GE(ms, garbageMs);
-    EXPECT_LE(ms, allowedMs(garbageMs + kStatusRoundMs + kReadOutMs));
     // Replies that are no status count against the two of a request, and the next request follows.
-    EXPECT_GE(model().countReceived(statusRequest()), 2);
+    faultDuringReadOutFor(SimFault::Garbage, 2000);
     EXPECT_TRUE(loggedGarbage()) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
@@ -315,11 +248,8 @@ TEST_F(LuminanceFaultMatrix, DISABLED_SlowSilenceDuringReadOutGivesUpAfterABound
 // the read-out gives -1.0 at once. Today every request is "sent" to the closed port, every read fails
 // at once, and ReadLastestData spins for ever, logging "no isOpen" each time round.
 TEST_F(LuminanceFaultMatrix, DISABLED_PulledDuringPollingEndsTheReadOutWithMinusOne) {
-    auto* pulled = new PullOnCommand<LuminanceModel>("STSG", 0, false);
-    start(std::unique_ptr<InstrumentModel>(pulled));
-    connectHealthy();
-    ASSERT_EQ(measure(5000).event, "finished");
-    pulled->arm();
+    PullOnCommand<LuminanceModel>* pulled = measuredThenArmedToPullOn("STSG");
+    ASSERT_NE(pulled, nullptr);
     qint64 ms = 0;
     EXPECT_EQ(readOut(&ms), -1.0);
     EXPECT_TRUE(pulled->fired());

@@ -3,9 +3,7 @@
 // time the call took against the driver's read budgets, and that a later Connect to a healthy
 // instrument works again.
 
-#include "ChromameterDetector.h"
 #include "FaultHarness.h"
-#include "PhotoResearch.h"
 #include "PhotoResearchModel.h"
 
 #include <gtest/gtest.h>
@@ -30,20 +28,15 @@ class PhotoResearchFaultMatrix : public FaultCell {
 protected:
     PhotoResearchFaultMatrix() : FaultCell(QStringLiteral("photoresearch")) {}
 
-    // A healthy Connect, then the fault.
-    void faultAfterConnect(SimFault fault) {
-        start();
-        connectHealthy();
-        ASSERT_NE(dynamic_cast<CPhotoResearch*>(driver()), nullptr);
-        model().setFault(fault);
-        model().clearRecord();
-        watcher.clear();
-    }
-
-    unsigned long readLvXy(SChromameterMeasureData* data, qint64* ms) {
-        unsigned long result = RESULT_OK;
-        *ms = timed([&] { result = host().ReadLvXy(*data); });
-        return result;
+    // `fault` after a healthy Connect fails the measurement within two polls; the read then asks the
+    // instrument, which answers at once with nothing usable.
+    void measurementAndReadFail(SimFault fault) {
+        faultAfterConnect(fault);
+        expectFailed(measureWithin(2 * kPollMs));
+        SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
+        qint64 ms = 0;
+        EXPECT_EQ(readLvXy(&data, &ms), RESULT_FAIL);
+        EXPECT_LE(ms, allowedMs(answeredReadMs()));
     }
 };
 
@@ -52,91 +45,45 @@ protected:
 // --- Faults present from the start: what detection makes of them ---------------------------------
 
 TEST_F(PhotoResearchFaultMatrix, SilenceAtConnectFailsDetectionWithinEveryDriversBudget) {
-    start().setFault(SimFault::Silent);
-    const Timed connected = connect();
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_GE(connected.ms, kSilentDetectionSleptMs);
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(watcher.events().empty());
+    expectSilentDetection(connectDespite(SimFault::Silent));
     EXPECT_EQ(model().countReceived("PHOTO"), 1);
-    expectBothSpeedsTriedInSilence();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(PhotoResearchFaultMatrix, GarbageAtConnectIsNotTakenForTheInstrument) {
-    start().setFault(SimFault::Garbage);
-    const Timed connected = connect();
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(watcher.events().empty());
-    EXPECT_TRUE(loggedGarbage()) << log().toStdString();
+    garbageAtConnect();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(PhotoResearchFaultMatrix, OverlongReplyAtConnectStaysInItsBufferAndEndsInAResultCode) {
-    start().setFault(SimFault::Overlong);
-    const Timed connected = connect();
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(loggedPadding()) << log().toStdString();
     // Only the first 12 bytes of the greeting count: a padded greeting that kept its head connects;
     // the receive buffer normally keeps only its last piece, which does not.
-    if (connected.result == RESULT_OK) {
-        EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, 3);
-        EXPECT_TRUE(logged("reply too long")) << log().toStdString();
-    } else {
-        EXPECT_EQ(connected.result, RESULT_FAIL);
-        EXPECT_TRUE(watcher.events().empty());
-    }
+    overlongReplyAtConnect();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(PhotoResearchFaultMatrix, CutReplyAtConnectIsNotTakenForTheInstrument) {
-    start().setFault(SimFault::Cut);
-    const Timed connected = connect();
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(watcher.events().empty());
-    EXPECT_TRUE(loggedLine("接收 REMOTE")) << log().toStdString();
+    cutReplyAtConnect("接收 REMOTE");
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(PhotoResearchFaultMatrix, ReplySplitIntoSingleBytesAtConnectEndsInAResultCode) {
-    start().setFault(SimFault::SplitBytes);
-    const Timed connected = connect();
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs + answeredReadMs(kGreetingBytes)));
-    EXPECT_GE(loggedSingleBytes(), 4) << log().toStdString();
     // Bytes replaced in the receive buffer spoil the greeting (its leading blank first of all).
-    if (connected.result == RESULT_OK) {
-        EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, 3);
-    } else {
-        EXPECT_EQ(connected.result, RESULT_FAIL);
-        EXPECT_TRUE(watcher.events().empty());
-    }
+    replySplitAtConnect(kSilentDetectionMs + answeredReadMs(kGreetingBytes));
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(PhotoResearchFaultMatrix, WrongLineSpeedAtConnectFailsDetectionLikeSilence) {
-    start().setRequiredBaud(115200);
-    const Timed connected = connect();
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_GE(connected.ms, kSilentDetectionSleptMs);
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(watcher.events().empty());
-    expectBothSpeedsTriedInSilence();
+    wrongLineSpeedAtConnect();
     // The same instrument set to its own speed again: it listens for "PHOTO" after any noise.
     expectHealthyAgain(Recovery::SameInstrument);
 }
 
 TEST_F(PhotoResearchFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBudgets) {
-    auto* pulled = new PullOnCommand<PhotoResearchModel>("PHOTO");
-    start(std::unique_ptr<InstrumentModel>(pulled));
-    const Timed connected = connect();
-    EXPECT_TRUE(pulled->fired());
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_TRUE(watcher.events().empty());
     // The three drivers before it run out on the silent line; then one port read finds the device
     // gone, and the port cannot be opened again at 115200 baud.
-    EXPECT_LE(connected.ms, allowedMs(kTrialsBeforeMs + silentReadMs(1, kPhotoAnswerWaitMs)));
+    expectDetectionFailed(connectPulledOn<PhotoResearchModel>("PHOTO"),
+                          kTrialsBeforeMs + silentReadMs(1, kPhotoAnswerWaitMs));
     EXPECT_TRUE(loggedDeviceLoss()) << log().toStdString();
     EXPECT_TRUE(logged("打开失败!")) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
@@ -146,11 +93,9 @@ TEST_F(PhotoResearchFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOut
 
 TEST_F(PhotoResearchFaultMatrix, SlowSilenceWhileMeasuringFailsAfterTenPolls) {
     faultAfterConnect(SimFault::Silent);
-    const Outcome outcome = measure(allowedMs(kPhotoDefaultLimit * kPollMs));
-    EXPECT_EQ(outcome.event, "failed");
-    EXPECT_EQ(outcome.code, RESULT_FAIL);
+    const Outcome outcome = measureWithin(kPhotoDefaultLimit * kPollMs);
+    expectFailed(outcome);
     EXPECT_GE(outcome.ms, kPhotoDefaultLimit * kPollSleptMs);
-    EXPECT_LE(outcome.ms, allowedMs(kPhotoDefaultLimit * kPollMs));
     // Only the polls are repeated, never the command.
     EXPECT_EQ(model().countReceived("M1\n"), 1);
     // Nothing measured here: the read asks the instrument, which says nothing either.
@@ -164,75 +109,46 @@ TEST_F(PhotoResearchFaultMatrix, SlowSilenceWhileMeasuringFailsAfterTenPolls) {
 }
 
 TEST_F(PhotoResearchFaultMatrix, GarbageWhileMeasuringFailsAndTheReadFails) {
-    faultAfterConnect(SimFault::Garbage);
-    const Outcome outcome = measure(allowedMs(2 * kPollMs));
-    EXPECT_EQ(outcome.event, "failed");
-    EXPECT_EQ(outcome.code, RESULT_FAIL);
-    EXPECT_LE(outcome.ms, allowedMs(2 * kPollMs));
-    SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
-    qint64 ms = 0;
-    EXPECT_EQ(readLvXy(&data, &ms), RESULT_FAIL);
-    EXPECT_LE(ms, allowedMs(answeredReadMs()));
+    measurementAndReadFail(SimFault::Garbage);
     EXPECT_TRUE(loggedGarbage()) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(PhotoResearchFaultMatrix, OverlongReplyWhileMeasuringEndsInAWatcherCall) {
     faultAfterConnect(SimFault::Overlong);
-    const Outcome outcome = measure(allowedMs(2 * kPollMs));
-    EXPECT_LE(outcome.ms, allowedMs(2 * kPollMs));
+    const Outcome outcome = measureWithin(2 * kPollMs);
     EXPECT_TRUE(loggedPadding()) << log().toStdString();
-    if (outcome.event == "finished") {
+    if (finishedOrFailed(outcome)) {
         // The report kept its head: the padding stuck to y makes it no number, which converts to 0.
         SChromameterMeasureData data = {0.0f, -1.0f, 0.0f, 0.0f};
         EXPECT_EQ(host().ReadLvXy(data), RESULT_OK);
         EXPECT_FLOAT_EQ(data.Lv, 120.5f);
         EXPECT_FLOAT_EQ(data.x, 0.3127f);
         EXPECT_EQ(data.y, 0.0f);
-    } else {
-        EXPECT_EQ(outcome.event, "failed");
-        EXPECT_EQ(outcome.code, RESULT_FAIL);
     }
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(PhotoResearchFaultMatrix, CutReplyWhileMeasuringFailsAndTheReadFails) {
-    faultAfterConnect(SimFault::Cut);
-    const Outcome outcome = measure(allowedMs(2 * kPollMs));
     // Half a report stops inside the luminance field: no comma after it.
-    EXPECT_EQ(outcome.event, "failed");
-    EXPECT_EQ(outcome.code, RESULT_FAIL);
-    EXPECT_LE(outcome.ms, allowedMs(2 * kPollMs));
-    SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
-    qint64 ms = 0;
-    EXPECT_EQ(readLvXy(&data, &ms), RESULT_FAIL);
-    EXPECT_LE(ms, allowedMs(answeredReadMs()));
+    measurementAndReadFail(SimFault::Cut);
     EXPECT_TRUE(loggedLine("接收00000,111,1.2050e+")) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(PhotoResearchFaultMatrix, ReplySplitIntoSingleBytesWhileMeasuringEndsInAWatcherCall) {
     faultAfterConnect(SimFault::SplitBytes);
-    const Outcome outcome = measure(allowedMs(2 * kPollMs + answeredReadMs(kReportBytes)));
-    EXPECT_LE(outcome.ms, allowedMs(2 * kPollMs + answeredReadMs(kReportBytes)));
+    const Outcome outcome = measureWithin(2 * kPollMs + answeredReadMs(kReportBytes));
     EXPECT_GE(loggedSingleBytes(), 4) << log().toStdString();
     // Bytes replaced in the receive buffer spoil the status "00000".
-    if (outcome.event == "finished") {
-        EXPECT_EQ(outcome.code, RESULT_OK);
-    } else {
-        EXPECT_EQ(outcome.event, "failed");
-        EXPECT_EQ(outcome.code, RESULT_FAIL);
-    }
+    finishedOrFailed(outcome);
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(PhotoResearchFaultMatrix, PulledDuringMeasurementFailsWithinItsPolls) {
     faultAfterConnect(SimFault::UnplugDuringMeasure);
-    const Outcome outcome = measure(allowedMs(kPollMs + kPhotoDefaultLimit * kPortReadMs));
     // Every poll after the loss fails at once; the watchers always hear the plain failure.
-    EXPECT_EQ(outcome.event, "failed");
-    EXPECT_EQ(outcome.code, RESULT_FAIL);
-    EXPECT_LE(outcome.ms, allowedMs(kPollMs + kPhotoDefaultLimit * kPortReadMs));
+    expectFailed(measureWithin(kPollMs + kPhotoDefaultLimit * kPortReadMs));
     EXPECT_TRUE(loggedDeviceLoss()) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }

@@ -34,19 +34,27 @@ protected:
 
     // A healthy Connect, then the fault, with the measurement allowed `reads` reads.
     void faultAfterConnect(SimFault fault, int reads) {
-        start();
-        connectHealthy();
+        FaultCell::faultAfterConnect(fault);
         ASSERT_NE(spectro(), nullptr);
         spectro()->SetLimitTimes(reads);
-        model().setFault(fault);
-        model().clearRecord();
-        watcher.clear();
     }
 
-    unsigned long readLvXy(SChromameterMeasureData* data, qint64* ms) {
-        unsigned long result = RESULT_OK;
-        *ms = timed([&] { result = host().ReadLvXy(*data); });
-        return result;
+    // With two reads allowed, `fault` makes the measurement fail: the first read's reply is no
+    // completion, and the second read finds at most silence.
+    Outcome measurementFailsWithTwoReads(SimFault fault) {
+        faultAfterConnect(fault, kTwoReads);
+        const Outcome outcome = measure(allowedMs(kTwoReads * kLongReadMs));
+        expectFailed(outcome);
+        EXPECT_LE(outcome.ms, allowedMs(answeredReadMs() + kLongReadMs));
+        return outcome;
+    }
+
+    // The host's data read, answered at once.
+    unsigned long readAnsweredAtOnce(SChromameterMeasureData* data) {
+        qint64 ms = 0;
+        const unsigned long read = readLvXy(data, &ms);
+        EXPECT_LE(ms, allowedMs(answeredReadMs()));
+        return read;
     }
 };
 
@@ -55,99 +63,52 @@ protected:
 // --- Faults present from the start: what detection makes of them ---------------------------------
 
 TEST_F(SpectroFaultMatrix, SilenceAtConnectFailsDetectionWithinEveryDriversBudget) {
-    start().setFault(SimFault::Silent);
-    const Timed connected = connect();
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_GE(connected.ms, kSilentDetectionSleptMs);
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(watcher.events().empty());
-    EXPECT_FALSE(host().IsConnected());
+    expectSilentDetection(connectDespite(SimFault::Silent));
     // An unanswered probe does not stop the driver from asking for remote mode; both go once.
     EXPECT_EQ(model().countReceived("STR,4\r"), 1);
     EXPECT_EQ(model().countReceived("RMTS,1\r\n"), 1);
-    expectBothSpeedsTriedInSilence();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(SpectroFaultMatrix, GarbageAtConnectIsNotTakenForTheInstrument) {
-    start().setFault(SimFault::Garbage);
-    const Timed connected = connect();
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(watcher.events().empty());
+    garbageAtConnect();
     // A probe answered without "ER00" is another instrument's answer: remote mode is not asked for.
     EXPECT_EQ(model().countReceived("RMTS,1\r\n"), 0);
-    EXPECT_TRUE(loggedGarbage()) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(SpectroFaultMatrix, OverlongReplyAtConnectStaysInItsBufferAndEndsInAResultCode) {
-    start().setFault(SimFault::Overlong);
-    const Timed connected = connect();
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(loggedPadding()) << log().toStdString();
     // The reply comes in pieces and the receive buffer keeps the last piece only, so the status at the
     // reply's head is normally lost and the instrument not recognised. Should the head piece be read
     // on its own, the reply is cut to its buffer (and that is logged) and its status counts.
-    if (connected.result == RESULT_OK) {
-        EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, 0);
-        EXPECT_TRUE(logged("reply too long")) << log().toStdString();
-    } else {
-        EXPECT_EQ(connected.result, RESULT_FAIL);
-        EXPECT_TRUE(watcher.events().empty());
-    }
+    overlongReplyAtConnect();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(SpectroFaultMatrix, CutReplyAtConnectIsNotTakenForTheInstrument) {
-    start().setFault(SimFault::Cut);
-    const Timed connected = connect();
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(watcher.events().empty());
     // Half of "ER00" and its line end is no refusal.
-    EXPECT_TRUE(loggedLine("接收ER0")) << log().toStdString();
+    cutReplyAtConnect("接收ER0");
     EXPECT_EQ(model().countReceived("RMTS,1\r\n"), 0);
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(SpectroFaultMatrix, ReplySplitIntoSingleBytesAtConnectEndsInAResultCode) {
-    start().setFault(SimFault::SplitBytes);
-    const Timed connected = connect();
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs + answeredReadMs(12)));
-    EXPECT_GE(loggedSingleBytes(), 4) << log().toStdString();
     // Bytes 15 ms apart arrive faster than the 20 ms read slices take them, and the receive buffer
     // keeps the last piece only: the probe's answer loses bytes and is no refusal.
-    if (connected.result == RESULT_OK) {
-        EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, 0);
-    } else {
-        EXPECT_EQ(connected.result, RESULT_FAIL);
-        EXPECT_TRUE(watcher.events().empty());
-    }
+    replySplitAtConnect(kSilentDetectionMs + answeredReadMs(12));
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(SpectroFaultMatrix, WrongLineSpeedAtConnectFailsDetectionLikeSilence) {
-    start().setRequiredBaud(115200);
-    const Timed connected = connect();
-    EXPECT_EQ(connected.result, RESULT_FAIL);
-    EXPECT_GE(connected.ms, kSilentDetectionSleptMs);
-    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
-    EXPECT_TRUE(watcher.events().empty());
-    expectBothSpeedsTriedInSilence();
+    wrongLineSpeedAtConnect();
     expectHealthyAgain(Recovery::SameInstrument);
 }
 
 TEST_F(SpectroFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBudgets) {
-    auto* pulled = new PullOnCommand<SpectroModel>("RMTS,1\r\n");
-    start(std::unique_ptr<InstrumentModel>(pulled));
-    const Timed connected = connect();
-    EXPECT_TRUE(pulled->fired());
-    EXPECT_EQ(connected.result, RESULT_FAIL);
     // The probe's answer, then one port read finds the device gone; every later trial fails at once
     // and the port cannot be opened again at 115200 baud.
-    EXPECT_LE(connected.ms, allowedMs(answeredReadMs() + silentReadMs(1, kSpectroShortWaitMs)));
-    EXPECT_TRUE(watcher.events().empty());
+    expectDetectionFailed(connectPulledOn<SpectroModel>("RMTS,1\r\n"),
+                          answeredReadMs() + silentReadMs(1, kSpectroShortWaitMs));
     EXPECT_TRUE(loggedDeviceLoss()) << log().toStdString();
     EXPECT_TRUE(logged("打开失败!")) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
@@ -157,11 +118,9 @@ TEST_F(SpectroFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBud
 
 TEST_F(SpectroFaultMatrix, SlowSilenceWhileMeasuringFailsAfterTheAllowedReads) {
     faultAfterConnect(SimFault::Silent, kTwoReads);
-    const Outcome outcome = measure(allowedMs(kTwoReads * kLongReadMs));
-    EXPECT_EQ(outcome.event, "failed");
-    EXPECT_EQ(outcome.code, RESULT_FAIL);
+    const Outcome outcome = measureWithin(kTwoReads * kLongReadMs);
+    expectFailed(outcome);
     EXPECT_GE(outcome.ms, kTwoReads * kLongReadSleptMs);
-    EXPECT_LE(outcome.ms, allowedMs(kTwoReads * kLongReadMs));
     // Only reads are repeated, never the command.
     EXPECT_EQ(model().countReceived("MEAS,1\r\n"), 1);
     expectHealthyAgain(Recovery::SameInstrument);
@@ -191,33 +150,20 @@ TEST_F(SpectroFaultMatrix, SilenceDuringDataReadWaitsWithoutResendingUntilThePor
 }
 
 TEST_F(SpectroFaultMatrix, SlowGarbageWhileMeasuringIsSkippedAndTheDataReadFails) {
-    faultAfterConnect(SimFault::Garbage, kTwoReads);
-    const Outcome outcome = measure(allowedMs(kTwoReads * kLongReadMs));
     // The garbled completion is skipped; the second read finds nothing.
-    EXPECT_EQ(outcome.event, "failed");
-    EXPECT_EQ(outcome.code, RESULT_FAIL);
-    EXPECT_GE(outcome.ms, kLongReadSleptMs);
-    EXPECT_LE(outcome.ms, allowedMs(answeredReadMs() + kLongReadMs));
+    EXPECT_GE(measurementFailsWithTwoReads(SimFault::Garbage).ms, kLongReadSleptMs);
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
-    qint64 ms = 0;
-    EXPECT_EQ(readLvXy(&data, &ms), RESULT_FAIL);
-    EXPECT_LE(ms, allowedMs(answeredReadMs()));
+    EXPECT_EQ(readAnsweredAtOnce(&data), RESULT_FAIL);
     EXPECT_EQ(data.Lv, 0.0f);
     EXPECT_TRUE(loggedGarbage()) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_F(SpectroFaultMatrix, SlowOverlongReplyWhileMeasuringIsNoCompletionAndTheDataReadStaysBounded) {
-    faultAfterConnect(SimFault::Overlong, kTwoReads);
-    const Outcome outcome = measure(allowedMs(kTwoReads * kLongReadMs));
     // Whichever pieces were kept, several kilobytes are no "OK00" line of 6 or 10 bytes.
-    EXPECT_EQ(outcome.event, "failed");
-    EXPECT_EQ(outcome.code, RESULT_FAIL);
-    EXPECT_LE(outcome.ms, allowedMs(answeredReadMs() + kLongReadMs));
+    measurementFailsWithTwoReads(SimFault::Overlong);
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
-    qint64 ms = 0;
-    const unsigned long read = readLvXy(&data, &ms);
-    EXPECT_LE(ms, allowedMs(answeredReadMs()));
+    const unsigned long read = readAnsweredAtOnce(&data);
     // With its head the reply still parses (the values come before the padding); without it, it
     // has no status.
     if (read == RESULT_OK) {
@@ -232,17 +178,10 @@ TEST_F(SpectroFaultMatrix, SlowOverlongReplyWhileMeasuringIsNoCompletionAndTheDa
 }
 
 TEST_F(SpectroFaultMatrix, SlowCutReplyWhileMeasuringIsNoCompletionAndTheDataReadFails) {
-    faultAfterConnect(SimFault::Cut, kTwoReads);
-    const Outcome outcome = measure(allowedMs(kTwoReads * kLongReadMs));
-    EXPECT_EQ(outcome.event, "failed");
-    EXPECT_EQ(outcome.code, RESULT_FAIL);
-    EXPECT_GE(outcome.ms, kLongReadSleptMs);
-    EXPECT_LE(outcome.ms, allowedMs(answeredReadMs() + kLongReadMs));
+    EXPECT_GE(measurementFailsWithTwoReads(SimFault::Cut).ms, kLongReadSleptMs);
     // Half of the "MEDR" line holds one value where three are taken: a failure, not a short read.
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
-    qint64 ms = 0;
-    EXPECT_EQ(readLvXy(&data, &ms), RESULT_FAIL);
-    EXPECT_LE(ms, allowedMs(answeredReadMs()));
+    EXPECT_EQ(readAnsweredAtOnce(&data), RESULT_FAIL);
     EXPECT_EQ(data.x, 0.0f);
     EXPECT_TRUE(loggedLine("接收OK0")) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
@@ -254,12 +193,7 @@ TEST_F(SpectroFaultMatrix, SlowReplySplitIntoSingleBytesWhileMeasuringEndsInAWat
     EXPECT_LE(outcome.ms, allowedMs(answeredReadMs(6) + kLongReadMs));
     // Bytes replaced in the receive buffer leave no 6-byte completion; a completion that arrived
     // whole counts on the first read.
-    if (outcome.event == "finished") {
-        EXPECT_EQ(outcome.code, RESULT_OK);
-    } else {
-        EXPECT_EQ(outcome.event, "failed");
-        EXPECT_EQ(outcome.code, RESULT_FAIL);
-    }
+    finishedOrFailed(outcome);
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
     qint64 ms = 0;
     const unsigned long read = readLvXy(&data, &ms);
@@ -273,8 +207,7 @@ TEST_F(SpectroFaultMatrix, PulledDuringMeasurementFailsAtOnce) {
     faultAfterConnect(SimFault::UnplugDuringMeasure, kSpectroDefaultLimit);
     const Outcome outcome = measure(allowedMs(kSpectroDefaultLimit * silentReadMs(1, kSpectroLongWaitMs)));
     // Every read after the loss fails at once; the driver reports the measurement's failure.
-    EXPECT_EQ(outcome.event, "failed");
-    EXPECT_EQ(outcome.code, RESULT_FAIL);
+    expectFailed(outcome);
     EXPECT_LE(outcome.ms,
               allowedMs(silentReadMs(1, kSpectroLongWaitMs) + kSpectroDefaultLimit * kPortReadMs));
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};

@@ -1,13 +1,9 @@
-#include "ChromameterDetector.h"
 #include "ChromameterWuHanJingCe.h"
+#include "DriverFixture.h"
 #include "JingceModel.h"
-#include "MinoltaVistor.h"
 #include "ScriptedInstrument.h"
-#include "TestSupport.h"
 
-#include <QDateTime>
 #include <QElapsedTimer>
-#include <QSerialPort>
 
 #include <gtest/gtest.h>
 
@@ -19,15 +15,8 @@ const QByteArray kOk("OK00\r\n");
 const QByteArray kGoodReading("OK00 3127;3290;120.5\r\n");
 
 // Gives the tests a view of the driver's own state.
-class ProbedJingce : public CChromameterWuHanJingCe {
+class ProbedJingce : public DriverProbe<CChromameterWuHanJingCe> {
 public:
-    double lv() const { return m_dLv; }
-    double x() const { return m_dX; }
-    double y() const { return m_dY; }
-    double tcp() const { return m_dTcp; }
-    bool busy() const { return m_bMeasuring; }
-    int type() const { return m_nType; }
-    int limitTimes() const { return m_nLimitTimes; }
     // Whether a zero calibration (or the start of a measurement) holds the driver's lock.
     bool locked() {
         if (!m_mutex.tryLock())
@@ -37,67 +26,20 @@ public:
     }
 };
 
-bool openDetectorPort(const QString& path) {
-    return CChromameterDetector::GetInstance()->m_port.Open(path, QSerialPort::Baud115200,
-                                                            QSerialPort::NoParity, QSerialPort::Data8,
-                                                            QSerialPort::OneStop, QSerialPort::NoFlowControl);
-}
-
-QDateTime nowToTheSecond() {
-    QDateTime now = QDateTime::currentDateTime();
-    now.setTime(QTime(now.time().hour(), now.time().minute(), now.time().second()));
-    return now;
-}
-
-template <typename Sim> class DriverFixture : public ::testing::Test {
+template <typename Sim> class JingceFixture : public DriverFixture<Sim, ProbedJingce, 115200> {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(sim.start());
-        ASSERT_TRUE(openDetectorPort(sim.portPath()));
-        CMinoltaVistor::GetInstance()->Register(&watcher);
-    }
-
-    void TearDown() override {
-        // Let workers finish (a zero calibration holds the lock for its whole exchange) before the
-        // driver and the watcher go away.
-        waitUntil([&] { return !driver.busy() && !driver.locked(); }, 15000);
-        pumpEvents(50);
-        CMinoltaVistor::GetInstance()->Unregister(&watcher);
-    }
-
-    bool waitForOutcome(int timeoutMs = 10000) {
-        return waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, timeoutMs);
-    }
-
-    QString measure(bool tcp) {
-        watcher.clear();
-        EXPECT_EQ(driver.Measure(tcp), RESULT_OK);
-        if (!waitForOutcome())
-            return QString();
-        waitUntil([&] { return !driver.busy(); }, 1000);
-        return watcher.count("finished") ? QStringLiteral("finished") : QStringLiteral("failed");
-    }
-
-    Sim sim;
-    RecordingWatcher watcher;
-    ProbedJingce driver;
+    // A zero calibration holds the lock for its whole exchange.
+    bool workersDone() override { return !this->driver.busy() && !this->driver.locked(); }
 };
 
-using JingceDriver = DriverFixture<JingceModel>;
-using JingceConversation = DriverFixture<ScriptedInstrument>;
+using JingceDriver = JingceFixture<JingceModel>;
+using JingceConversation = JingceFixture<ScriptedInstrument>;
 
 } // namespace
 
 TEST_F(JingceDriver, ConstructedDriverIsIdleWithTypeFourAndLimitOfTen) {
-    EXPECT_EQ(driver.type(), 4);
-    EXPECT_EQ(driver.limitTimes(), 10);
-    EXPECT_EQ(driver.lv(), 0.0);
-    EXPECT_EQ(driver.x(), 0.0);
-    EXPECT_EQ(driver.y(), 0.0);
+    expectAsConstructed(4, 10);
     EXPECT_EQ(driver.tcp(), 0.0);
-    EXPECT_FALSE(driver.IsConnected());
-    EXPECT_FALSE(driver.IsMeasureSucced());
-    EXPECT_FALSE(driver.IsReaded());
 }
 
 TEST_F(JingceDriver, ConnectLeavesAndEntersRemoteModeThenZeroCalibratesWithTheClock) {
@@ -109,11 +51,7 @@ TEST_F(JingceDriver, ConnectLeavesAndEntersRemoteModeThenZeroCalibratesWithTheCl
     ASSERT_TRUE(received.startsWith("COM,0\rCOM,1\rZRC,1,")) << received.constData();
     EXPECT_TRUE(received.endsWith('\r'));
     EXPECT_EQ(received.size(), 6 + 6 + 26);
-    const QDateTime stamp = QDateTime::fromString(QString::fromLatin1(sim.lastZeroCalibrationDate()),
-                                                  QStringLiteral("yyyy,MM,dd,hh,mm,ss"));
-    ASSERT_TRUE(stamp.isValid());
-    EXPECT_LE(before, stamp);
-    EXPECT_LE(stamp, after);
+    expectStampBetween(sim.lastZeroCalibrationDate(), before, after);
     ASSERT_EQ(watcher.count("connected"), 1);
     EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
 }
@@ -244,10 +182,7 @@ TEST_F(JingceDriver, SevenValueSpectrumAndRawReadsAreNotSupportedWhateverTheStat
 
 TEST_F(JingceDriver, DriverRefusesToKeepWatchers) {
     RecordingWatcher other;
-    const int before = CMinoltaVistor::GetInstance()->m_watchers.size();
-    EXPECT_EQ(driver.RegisterWatcher(&other), RESULT_NOT_SUPPORTED);
-    EXPECT_EQ(driver.UnregisterWatcher(&watcher), RESULT_NOT_SUPPORTED);
-    EXPECT_EQ(CMinoltaVistor::GetInstance()->m_watchers.size(), before);
+    expectDriverRefusesWatchers(driver, &other, &watcher);
 }
 
 TEST_F(JingceDriver, DisconnectLeavesRemoteModeTellsWatchersAndClosesThePort) {
@@ -258,7 +193,7 @@ TEST_F(JingceDriver, DisconnectLeavesRemoteModeTellsWatchersAndClosesThePort) {
     EXPECT_EQ(sim.received(), QByteArray("COM,0\r"));
     EXPECT_FALSE(driver.IsConnected());
     EXPECT_EQ(watcher.count("disconnected"), 1);
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
 }
 
 TEST_F(JingceConversation, ScaledReadingIsStored) {
@@ -372,7 +307,7 @@ TEST_F(JingceConversation, ZeroCalibrateReturnsAtOnceWhenNoInstrumentAnswers) {
 TEST_F(JingceConversation, DisconnectClosesThePortWithoutAnAnswer) {
     EXPECT_EQ(driver.Disconnect(), RESULT_FAIL);
     EXPECT_EQ(sim.received(), QByteArray("COM,0\r"));
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
     EXPECT_FALSE(driver.IsConnected());
     EXPECT_EQ(watcher.count("disconnected"), 0);
 }

@@ -1,39 +1,30 @@
 #include "ChromameterDetector.h"
 #include "ChromameterWuHanJingCe.h"
+#include "DetectorPort.h"
+#include "HostFixture.h"
 #include "JingceModel.h"
 #include "Minolta.h"
-#include "TestSupport.h"
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <thread>
 
 namespace {
 
 // A host's view: one facade from the factory, a watcher registered through it, the Jingce
 // colorimeter simulated on a pseudo-terminal that detection is pointed at.
-class JingceEndToEnd : public ::testing::Test {
+class JingceEndToEnd : public HostFixture<JingceModel> {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(sim.start());
-        scope.reset(new CatalogueScope({sim.portPath()}));
-        IMinolta* created = nullptr;
-        ASSERT_EQ(CreateChromameterMinolta(&created), RESULT_OK);
-        facade.reset(created);
-        facade->RegisterWatcher(&watcher);
+        HostFixture::SetUp();
+        ASSERT_NO_FATAL_FAILURE(createFacade());
     }
 
     void TearDown() override {
         // A background zero calibration must be over before the watcher goes away.
-        waitUntil([&] { return sim.plainZeroCalibrationCount() == zeroCalibrationsAsked; }, 5000);
-        pumpEvents(300);
-        if (facade)
-            facade->UnregisterWatcher(&watcher);
-    }
-
-    bool waitForOutcome(int timeoutMs = 15000) {
-        return waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, timeoutMs);
+        waitUntil([&] { return model.plainZeroCalibrationCount() == zeroCalibrationsAsked; }, 5000);
+        pumpEvents(200);
+        HostFixture::TearDown();
     }
 
     void connect() {
@@ -42,10 +33,6 @@ protected:
         watcher.clear();
     }
 
-    JingceModel sim;
-    std::unique_ptr<CatalogueScope> scope;
-    RecordingWatcher watcher;
-    std::unique_ptr<IMinolta> facade;
     int zeroCalibrationsAsked = 0;
 };
 
@@ -56,11 +43,11 @@ TEST_F(JingceEndToEnd, ConnectTriesEveryDriverAt9600ThenFindsTheJingceAt115200) 
     EXPECT_TRUE(facade->IsConnected());
     EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, 4);
     EXPECT_EQ(watcher.count("connected"), 1);
-    EXPECT_EQ(sim.lineBaud(), 115200);
+    EXPECT_EQ(model.lineBaud(), 115200);
 
     // The record: first the trials at 9600 (unheard by this instrument), then the reopened port at
     // 115200 with the Jingce handshake.
-    const QList<ReceivedChunk> record = sim.record();
+    const QList<ReceivedChunk> record = model.record();
     ASSERT_FALSE(record.isEmpty());
     int first115200 = -1;
     QByteArray at9600, at115200;
@@ -79,7 +66,7 @@ TEST_F(JingceEndToEnd, ConnectTriesEveryDriverAt9600ThenFindsTheJingceAt115200) 
     // The colour analyser's handshake was among the trials.
     EXPECT_TRUE(at9600.contains("COM,1\n")) << at9600.toHex().constData();
     EXPECT_TRUE(at115200.startsWith("COM,0\rCOM,1\rZRC,1,")) << at115200.constData();
-    EXPECT_FALSE(sim.lastZeroCalibrationDate().isEmpty());
+    EXPECT_FALSE(model.lastZeroCalibrationDate().isEmpty());
 }
 
 TEST_F(JingceEndToEnd, MeasuresInBothDisplayModesOnAWorker) {
@@ -88,12 +75,10 @@ TEST_F(JingceEndToEnd, MeasuresInBothDisplayModesOnAWorker) {
     reading.x = 0.3;
     reading.y = 0.31;
     reading.Tcp = 7200;
-    sim.setReading(reading);
+    model.setReading(reading);
     connect();
 
-    EXPECT_EQ(facade->Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome());
-    ASSERT_EQ(watcher.last(), QStringLiteral("finished"));
+    ASSERT_EQ(measure(false), QStringLiteral("finished"));
     EXPECT_NE(watcher.events().back().thread, std::this_thread::get_id());
     SChromameterMeasureData data = {0, 0, 0, 0};
     ASSERT_EQ(facade->ReadLvXy(data), RESULT_OK);
@@ -102,12 +87,9 @@ TEST_F(JingceEndToEnd, MeasuresInBothDisplayModesOnAWorker) {
     EXPECT_FLOAT_EQ(data.y, 3100.0f / 10000.0f);
     EXPECT_EQ(data.Tcp, 0.0f);
 
-    watcher.clear();
-    EXPECT_EQ(facade->Measure(true), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome());
-    ASSERT_EQ(watcher.last(), QStringLiteral("finished"));
+    ASSERT_EQ(measure(true), QStringLiteral("finished"));
     EXPECT_NE(watcher.events().back().thread, std::this_thread::get_id());
-    EXPECT_EQ(sim.displayMode(), 1);
+    EXPECT_EQ(model.displayMode(), 1);
     ASSERT_EQ(facade->ReadLvXy(data), RESULT_OK);
     EXPECT_FLOAT_EQ(data.Tcp, 7200.0f);
     EXPECT_FLOAT_EQ(data.Lv, 64.5f);
@@ -120,7 +102,7 @@ TEST_F(JingceEndToEnd, MeasuresInBothDisplayModesOnAWorker) {
 
 TEST_F(JingceEndToEnd, ZeroCalibratesInTheBackground) {
     connect();
-    sim.setZeroCalibrationDelayMs(200);
+    model.setZeroCalibrationDelayMs(200);
     // The facade offers no zero calibration of its own; the detected driver does.
     EXPECT_EQ(static_cast<CMinolta*>(facade.get())->ZeroCalibrate(), RESULT_NOT_AVAILABLE);
     auto* driver = dynamic_cast<CChromameterWuHanJingCe*>(CChromameterDetector::GetInstance()->m_pMinolta);
@@ -131,17 +113,17 @@ TEST_F(JingceEndToEnd, ZeroCalibratesInTheBackground) {
     ASSERT_TRUE(waitUntil([&] { return watcher.count("zerocalibrated") == 1; }, 5000));
     EXPECT_EQ(watcher.events().back().code, RESULT_OK);
     EXPECT_NE(watcher.events().back().thread, std::this_thread::get_id());
-    EXPECT_EQ(sim.plainZeroCalibrationCount(), 1);
+    EXPECT_EQ(model.plainZeroCalibrationCount(), 1);
 }
 
 TEST_F(JingceEndToEnd, InstrumentAskingForZeroCalibrationGetsItInTheBackground) {
     connect();
-    sim.queueMeasureReply("OK02");
+    model.queueMeasureReply("OK02");
     ++zeroCalibrationsAsked;
     EXPECT_EQ(facade->Measure(false), RESULT_OK);
     ASSERT_TRUE(waitUntil(
         [&] { return watcher.count("finished") == 1 && watcher.count("zerocalibrated") == 1; }, 10000));
-    EXPECT_EQ(sim.plainZeroCalibrationCount(), 1);
+    EXPECT_EQ(model.plainZeroCalibrationCount(), 1);
     SChromameterMeasureData data = {1, 1, 1, 1};
     ASSERT_EQ(facade->ReadLvXy(data), RESULT_OK);
     EXPECT_EQ(data.Lv, 0.0f);
@@ -152,5 +134,5 @@ TEST_F(JingceEndToEnd, DisconnectSignsOffAndTellsTheWatcher) {
     EXPECT_EQ(facade->Disconnect(), RESULT_OK);
     EXPECT_FALSE(facade->IsConnected());
     EXPECT_EQ(watcher.count("disconnected"), 1);
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
 }

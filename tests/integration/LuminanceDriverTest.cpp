@@ -1,11 +1,7 @@
-#include "ChromameterDetector.h"
+#include "DriverFixture.h"
 #include "LuminanceFrames.h"
 #include "LuminanceMeter.h"
-#include "MinoltaVistor.h"
 #include "ScriptedInstrument.h"
-#include "TestSupport.h"
-
-#include <QSerialPort>
 
 #include <gtest/gtest.h>
 
@@ -45,15 +41,7 @@ QByteArray mscg(int part) {
     return frame(tables().readCommands[part - 1]);
 }
 
-// The driver's protected state, for the tests' eyes only.
-class ProbedLuminanceMeter : public CLuminanceMeter {
-public:
-    int type() const { return m_nType; }
-    bool connectedFlag() const { return m_bConnected; }
-    bool busy() const { return m_bMeasuring; }
-    bool valid() const { return m_bMeasureSucceed; }
-    bool readed() const { return m_bReaded; }
-};
+using ProbedLuminanceMeter = DriverProbe<CLuminanceMeter>;
 
 // Polling replaced, to watch how the read-out calls it.
 class PollingCounter : public CLuminanceMeter {
@@ -72,17 +60,10 @@ private:
     unsigned long m_result;
 };
 
-class LuminanceDriver : public ::testing::Test {
+class LuminanceDriver : public DriverFixture<ScriptedInstrument, ProbedLuminanceMeter> {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(sim.start());
-        ASSERT_TRUE(CChromameterDetector::GetInstance()->m_port.Open(
-            sim.portPath(), QSerialPort::Baud9600, QSerialPort::NoParity, QSerialPort::Data8,
-            QSerialPort::OneStop, QSerialPort::NoFlowControl));
-        CMinoltaVistor::GetInstance()->Register(&watcher);
-    }
-
-    void TearDown() override { CMinoltaVistor::GetInstance()->Unregister(&watcher); }
+    // This driver measures and reads out on the caller's thread: there is no worker to wait for.
+    bool workersDone() override { return true; }
 
     // Each status request is answered twice, the second a little later, so both of the driver's
     // reads are served instead of the second waiting out its budget.
@@ -90,10 +71,6 @@ protected:
         const QByteArray reply = LuminanceStatusReply(status);
         sim.onPieces(stsg(), {ReplyPiece{0, reply}, ReplyPiece{150, reply}}, times);
     }
-
-    ScriptedInstrument sim;
-    ProbedLuminanceMeter driver;
-    RecordingWatcher watcher;
 };
 
 } // namespace
@@ -159,13 +136,13 @@ TEST_F(LuminanceDriver, DisconnectTakesInstrumentOutOfRemoteModeTellsWatchersAnd
     EXPECT_EQ(sim.received(), inig() + remoteOff1() + remoteOff2());
     EXPECT_EQ(watcher.count("disconnected"), 1);
     EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
 }
 
 TEST_F(LuminanceDriver, DisconnectClosesPortEvenWhenInstrumentDoesNotAnswer) {
     EXPECT_EQ(driver.Disconnect(), RESULT_FAIL);
     EXPECT_EQ(watcher.count("disconnected"), 0);
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
 }
 
 TEST_F(LuminanceDriver, MeasureTellsWatchersOnCallersThreadBeforeReturning) {
@@ -416,10 +393,7 @@ TEST_F(LuminanceDriver, OperationsItDoesNotOfferAnswerTheirFixedCodesAndSendNoth
     EXPECT_EQ(driver.ZeroCalibrate(), RESULT_NOT_AVAILABLE);
 
     RecordingWatcher other;
-    EXPECT_EQ(driver.RegisterWatcher(&other), RESULT_NOT_SUPPORTED);
-    EXPECT_FALSE(CMinoltaVistor::GetInstance()->m_watchers.contains(&other));
-    EXPECT_EQ(driver.UnregisterWatcher(&watcher), RESULT_NOT_SUPPORTED);
-    EXPECT_TRUE(CMinoltaVistor::GetInstance()->m_watchers.contains(&watcher));
+    expectDriverRefusesWatchers(driver, &other, &watcher);
 
     pumpEvents(100);
     EXPECT_TRUE(sim.received().isEmpty());

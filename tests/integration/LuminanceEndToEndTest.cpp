@@ -1,9 +1,9 @@
 #include "ChromameterDetector.h"
+#include "DetectorPort.h"
+#include "HostFixture.h"
 #include "LuminanceFrames.h"
 #include "LuminanceMeter.h"
 #include "LuminanceModel.h"
-#include "Minolta.h"
-#include "TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -17,36 +17,21 @@ QByteArray frame(const char* command) {
 
 // A luminance meter on the simulator's line, found by the library's own detection through the
 // host's facade.
-class LuminanceEndToEnd : public ::testing::Test {
+class LuminanceEndToEnd : public HostFixture<LuminanceModel> {
 protected:
     void SetUp() override {
         SimReading reading;
         reading.Lv = 87.625;
         model.setReading(reading);
-        ASSERT_TRUE(model.start());
-        scope.reset(new CatalogueScope({model.portPath()}));
-        ASSERT_EQ(CreateChromameterMinolta(&host), RESULT_OK);
-        host->RegisterWatcher(&watcher);
+        HostFixture::SetUp();
+        ASSERT_NO_FATAL_FAILURE(createFacade());
     }
-
-    void TearDown() override {
-        if (host) {
-            host->UnregisterWatcher(&watcher);
-            delete host;
-        }
-        scope.reset();
-    }
-
-    LuminanceModel model;
-    std::unique_ptr<CatalogueScope> scope;
-    IMinolta* host = nullptr;
-    RecordingWatcher watcher;
 };
 
 } // namespace
 
 TEST_F(LuminanceEndToEnd, DetectedAsTypeTwoAfterTheTextDriversFail) {
-    ASSERT_EQ(host->Connect(), RESULT_OK);
+    ASSERT_EQ(facade->Connect(), RESULT_OK);
 
     CChromameterDetector* detector = CChromameterDetector::GetInstance();
     EXPECT_EQ(detector->m_nInstrumentType, 2);
@@ -65,67 +50,67 @@ TEST_F(LuminanceEndToEnd, DetectedAsTypeTwoAfterTheTextDriversFail) {
     ASSERT_EQ(watcher.count("connected"), 1);
     EXPECT_EQ(watcher.events().back().thread, std::this_thread::get_id());
     // This driver never raises its connected flag, and the facade asks the driver.
-    EXPECT_FALSE(host->IsConnected());
+    EXPECT_FALSE(facade->IsConnected());
 }
 
 TEST_F(LuminanceEndToEnd, MeasureTellsWatchersOnCallersThreadAndReadOutGivesTheConfiguredLuminance) {
-    ASSERT_EQ(host->Connect(), RESULT_OK);
+    ASSERT_EQ(facade->Connect(), RESULT_OK);
     watcher.clear();
 
-    EXPECT_EQ(host->Measure(false), RESULT_OK);
+    EXPECT_EQ(facade->Measure(false), RESULT_OK);
     // Synchronous: the watchers have heard before Measure returned, on this thread.
     ASSERT_EQ(watcher.count("finished"), 1);
     EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
 
-    EXPECT_EQ(host->ReadLastestData(), 87.625);
+    EXPECT_EQ(facade->ReadLastestData(), 87.625);
 
     // The instrument answers the read-out's last three parts; the next round is not disturbed.
     SimReading reading = model.reading();
     reading.Lv = 12.5;
     model.setReading(reading);
-    EXPECT_EQ(host->Measure(false), RESULT_OK);
+    EXPECT_EQ(facade->Measure(false), RESULT_OK);
     EXPECT_EQ(watcher.count("finished"), 2);
     EXPECT_EQ(watcher.count("failed"), 0);
-    EXPECT_EQ(host->ReadLastestData(), 12.5);
+    EXPECT_EQ(facade->ReadLastestData(), 12.5);
 }
 
 TEST_F(LuminanceEndToEnd, ReadOutWaitsForARunningMeasurementToFinish) {
     model.setMeasureDelayMs(600);
-    ASSERT_EQ(host->Connect(), RESULT_OK);
-    ASSERT_EQ(host->Measure(false), RESULT_OK);
+    ASSERT_EQ(facade->Connect(), RESULT_OK);
+    ASSERT_EQ(facade->Measure(false), RESULT_OK);
     model.clearRecord();
 
-    EXPECT_EQ(host->ReadLastestData(), 87.625);
+    EXPECT_EQ(facade->ReadLastestData(), 87.625);
 
     // Asked again while the instrument said "running", once more when it said "finished".
     EXPECT_GE(model.countReceived(frame(LuminanceTables().pollingCommand)), 2);
 }
 
 TEST_F(LuminanceEndToEnd, ColourReadsAreRefusedThroughTheFacade) {
-    ASSERT_EQ(host->Connect(), RESULT_OK);
+    ASSERT_EQ(facade->Connect(), RESULT_OK);
     model.clearRecord();
 
     SChromameterMeasureData data{0.5f, 0.5f, 0.5f, 0.5f};
-    EXPECT_EQ(host->ReadLvXy(data), RESULT_FAIL);
+    EXPECT_EQ(facade->ReadLvXy(data), RESULT_FAIL);
     EXPECT_EQ(data.Lv, 0.5f);
     double v1 = 0, v2 = 0, v3 = 0, lv = 0, x = 0, y = 0, v7 = 0;
     // The driver's "not available" reaches the host folded into the generic failure.
-    EXPECT_EQ(host->ReadMeasureData(v1, v2, v3, lv, x, y, v7), RESULT_FAIL);
+    EXPECT_EQ(facade->ReadMeasureData(v1, v2, v3, lv, x, y, v7), RESULT_FAIL);
     QList<float> values;
     int start = 0, end = 0;
-    EXPECT_EQ(host->ReadSpectralData(values, start, end), RESULT_FAIL);
+    EXPECT_EQ(facade->ReadSpectralData(values, start, end), RESULT_FAIL);
     EXPECT_TRUE(values.isEmpty());
     pumpEvents(100);
     EXPECT_TRUE(model.received().isEmpty());
 }
 
 TEST_F(LuminanceEndToEnd, DisconnectLeavesRemoteModeTellsWatchersAndClosesThePort) {
-    ASSERT_EQ(host->Connect(), RESULT_OK);
+    ASSERT_EQ(facade->Connect(), RESULT_OK);
     ASSERT_TRUE(model.inRemoteMode());
 
-    EXPECT_EQ(host->Disconnect(), RESULT_OK);
+    EXPECT_EQ(facade->Disconnect(), RESULT_OK);
 
     EXPECT_FALSE(model.inRemoteMode());
     EXPECT_EQ(watcher.count("disconnected"), 1);
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
 }

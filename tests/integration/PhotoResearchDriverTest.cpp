@@ -1,11 +1,8 @@
-#include "ChromameterDetector.h"
-#include "MinoltaVistor.h"
+#include "DriverFixture.h"
 #include "PhotoResearch.h"
 #include "ScriptedInstrument.h"
-#include "TestSupport.h"
 
 #include <QElapsedTimer>
-#include <QSerialPort>
 
 #include <gtest/gtest.h>
 
@@ -17,16 +14,7 @@ namespace {
 
 const QByteArray kGoodReport("00000,111,120.5,0.3127,0.3290\r\n");
 
-// Gives the tests a view of the driver's own state.
-class ProbedPhotoResearch : public CPhotoResearch {
-public:
-    double lv() const { return m_dLv; }
-    double x() const { return m_dX; }
-    double y() const { return m_dY; }
-    bool busy() const { return m_bMeasuring; }
-    int type() const { return m_nType; }
-    int limitTimes() const { return m_nLimitTimes; }
-};
+using ProbedPhotoResearch = DriverProbe<CPhotoResearch>;
 
 // Every write the driver asks the detector for, as it is emitted (one entry per doWrite).
 class WriteLog {
@@ -54,23 +42,8 @@ private:
     QMetaObject::Connection m_connection;
 };
 
-class PhotoResearchDriver : public ::testing::Test {
+class PhotoResearchDriver : public DriverFixture<ScriptedInstrument, ProbedPhotoResearch> {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(sim.start());
-        ASSERT_TRUE(CChromameterDetector::GetInstance()->m_port.Open(
-            sim.portPath(), QSerialPort::Baud9600, QSerialPort::NoParity, QSerialPort::Data8,
-            QSerialPort::OneStop, QSerialPort::NoFlowControl));
-        CMinoltaVistor::GetInstance()->Register(&watcher);
-    }
-
-    void TearDown() override {
-        // Let a worker that has just notified return before the driver and the watcher go away.
-        waitUntil([&] { return !driver.busy(); }, 15000);
-        pumpEvents(50);
-        CMinoltaVistor::GetInstance()->Unregister(&watcher);
-    }
-
     void connectDriver() {
         sim.on("PHOTO", " REMOTE MODE\r\n");
         ASSERT_EQ(driver.Connect(), RESULT_OK);
@@ -78,29 +51,12 @@ protected:
         watcher.clear();
         sim.clearRecord();
     }
-
-    // Pumps the event loop (the worker's writes are queued to this thread) until the measurement's
-    // outcome reaches the watcher.
-    bool waitForOutcome(int timeoutMs) {
-        return waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, timeoutMs);
-    }
-
-    ScriptedInstrument sim;
-    RecordingWatcher watcher;
-    ProbedPhotoResearch driver;
 };
 
 } // namespace
 
 TEST_F(PhotoResearchDriver, ConstructedDriverIsIdleWithTypeUnsetAndLimitOfTen) {
-    EXPECT_EQ(driver.type(), -1);
-    EXPECT_EQ(driver.limitTimes(), 10);
-    EXPECT_EQ(driver.lv(), 0.0);
-    EXPECT_EQ(driver.x(), 0.0);
-    EXPECT_EQ(driver.y(), 0.0);
-    EXPECT_FALSE(driver.IsConnected());
-    EXPECT_FALSE(driver.IsMeasureSucced());
-    EXPECT_FALSE(driver.IsReaded());
+    expectAsConstructed(-1, 10);
 }
 
 TEST_F(PhotoResearchDriver, GreetingWithLineEndConnectsAndTellsWatchers) {
@@ -194,12 +150,7 @@ TEST_F(PhotoResearchDriver, UnsupportedOperationsAnswerTheirStubCodesAndTouchNot
     EXPECT_EQ(driver.ZeroCalibrate(), RESULT_NOT_AVAILABLE);
 
     RecordingWatcher other;
-    const int before = CMinoltaVistor::GetInstance()->m_watchers.size();
-    EXPECT_EQ(driver.RegisterWatcher(&other), RESULT_NOT_SUPPORTED);
-    EXPECT_EQ(CMinoltaVistor::GetInstance()->m_watchers.size(), before);
-    EXPECT_FALSE(CMinoltaVistor::GetInstance()->m_watchers.contains(&other));
-    EXPECT_EQ(driver.UnregisterWatcher(&watcher), RESULT_NOT_SUPPORTED);
-    EXPECT_TRUE(CMinoltaVistor::GetInstance()->m_watchers.contains(&watcher));
+    expectDriverRefusesWatchers(driver, &other, &watcher);
 
     pumpEvents(100);
     EXPECT_TRUE(sim.received().isEmpty());
@@ -209,8 +160,7 @@ TEST_F(PhotoResearchDriver, GoodReportIsStoredAndAnnouncedFromTheWorkerThread) {
     connectDriver();
     sim.on("M1\n", kGoodReport);
     WriteLog log;
-    EXPECT_EQ(driver.Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(5000));
+    ASSERT_TRUE(measureUntilOutcome(5000));
     ASSERT_EQ(watcher.count("finished"), 1);
     EXPECT_EQ(watcher.count("failed"), 0);
     EXPECT_NE(watcher.events()[0].thread, std::this_thread::get_id());
@@ -239,10 +189,8 @@ TEST_F(PhotoResearchDriver, GoodReportIsStoredAndAnnouncedFromTheWorkerThread) {
 TEST_F(PhotoResearchDriver, NonZeroStatusFailsTheMeasurementAndStoresNothing) {
     connectDriver();
     sim.on("M1\n", "00001,111,120.5,0.3127,0.3290\r\n");
-    EXPECT_EQ(driver.Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(5000));
-    ASSERT_EQ(watcher.count("failed"), 1);
-    EXPECT_EQ(watcher.events()[0].code, RESULT_FAIL);
+    ASSERT_TRUE(measureUntilOutcome(5000));
+    ASSERT_TRUE(failedOnceWith(RESULT_FAIL));
     EXPECT_EQ(watcher.count("finished"), 0);
     EXPECT_EQ(driver.lv(), 0.0);
     EXPECT_EQ(driver.x(), 0.0);
@@ -254,10 +202,8 @@ TEST_F(PhotoResearchDriver, NonZeroStatusFailsTheMeasurementAndStoresNothing) {
 TEST_F(PhotoResearchDriver, ReportCutAfterLuminanceFailsWithNothingStored) {
     connectDriver();
     sim.on("M1\n", "00000,111,120.5\r\n");
-    EXPECT_EQ(driver.Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(5000));
-    ASSERT_EQ(watcher.count("failed"), 1);
-    EXPECT_EQ(watcher.events()[0].code, RESULT_FAIL);
+    ASSERT_TRUE(measureUntilOutcome(5000));
+    ASSERT_TRUE(failedOnceWith(RESULT_FAIL));
     EXPECT_EQ(driver.lv(), 0.0);
     EXPECT_EQ(driver.x(), 0.0);
     EXPECT_EQ(driver.y(), 0.0);
@@ -266,10 +212,8 @@ TEST_F(PhotoResearchDriver, ReportCutAfterLuminanceFailsWithNothingStored) {
 TEST_F(PhotoResearchDriver, ReportCutAfterXFailsAfterStoringLuminanceOnly) {
     connectDriver();
     sim.on("M1\n", "00000,111,120.5,0.3127\r\n");
-    EXPECT_EQ(driver.Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(5000));
-    ASSERT_EQ(watcher.count("failed"), 1);
-    EXPECT_EQ(watcher.events()[0].code, RESULT_FAIL);
+    ASSERT_TRUE(measureUntilOutcome(5000));
+    ASSERT_TRUE(failedOnceWith(RESULT_FAIL));
     EXPECT_EQ(driver.lv(), double(120.5f));
     EXPECT_EQ(driver.x(), 0.0);
     EXPECT_EQ(driver.y(), 0.0);
@@ -279,8 +223,7 @@ TEST_F(PhotoResearchDriver, ReportCutAfterXFailsAfterStoringLuminanceOnly) {
 TEST_F(PhotoResearchDriver, LuminanceThatIsNotANumberIsStoredAsZero) {
     connectDriver();
     sim.on("M1\n", "00000,111,------,0.3127,0.3290\r\n");
-    EXPECT_EQ(driver.Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(5000));
+    ASSERT_TRUE(measureUntilOutcome(5000));
     ASSERT_EQ(watcher.count("finished"), 1);
     SChromameterMeasureData data = {-1.0f, -1.0f, -1.0f, -1.0f};
     EXPECT_EQ(driver.ReadLvXy(data), RESULT_OK);
@@ -297,11 +240,9 @@ TEST_F(PhotoResearchDriver, ReportOnTheTenthPollFailsWithTheDefaultLimitSlow) {
     sim.on("M1\n", kGoodReport, 9200);
     QElapsedTimer timer;
     timer.start();
-    EXPECT_EQ(driver.Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(15000));
+    ASSERT_TRUE(measureUntilOutcome(15000));
     EXPECT_GE(timer.elapsed(), 9200);
-    ASSERT_EQ(watcher.count("failed"), 1);
-    EXPECT_EQ(watcher.events()[0].code, RESULT_FAIL);
+    ASSERT_TRUE(failedOnceWith(RESULT_FAIL));
     EXPECT_EQ(watcher.count("finished"), 0);
     EXPECT_FALSE(driver.IsMeasureSucced());
     EXPECT_EQ(driver.lv(), 0.0);
@@ -311,8 +252,7 @@ TEST_F(PhotoResearchDriver, ReportOnTheNinthPollCountsWithTheDefaultLimitSlow) {
     connectDriver();
     // Arrives between the reads of polls 8 (about 7.5 s) and 9 (about 8.6 s).
     sim.on("M1\n", kGoodReport, 8150);
-    EXPECT_EQ(driver.Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(15000));
+    ASSERT_TRUE(measureUntilOutcome(15000));
     ASSERT_EQ(watcher.count("finished"), 1);
     EXPECT_EQ(watcher.count("failed"), 0);
     EXPECT_EQ(driver.lv(), double(120.5f));
@@ -324,18 +264,15 @@ TEST_F(PhotoResearchDriver, LastPollOfTheLimitIsOnlyAMargin) {
     EXPECT_EQ(driver.limitTimes(), 3);
     // Seen by poll 3 of 3 (poll 2 reads at about 1.0 s, poll 3 at about 2.1 s): rejected.
     sim.on("M1\n", kGoodReport, 1600, 1);
-    EXPECT_EQ(driver.Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(6000));
-    ASSERT_EQ(watcher.count("failed"), 1);
-    EXPECT_EQ(watcher.events()[0].code, RESULT_FAIL);
+    ASSERT_TRUE(measureUntilOutcome(6000));
+    ASSERT_TRUE(failedOnceWith(RESULT_FAIL));
     waitUntil([&] { return !driver.busy(); }, 2000);
     pumpEvents(50);
 
     // Seen by poll 2 of 3: accepted.
     watcher.clear();
     sim.on("M1\n", kGoodReport, 550, 1);
-    EXPECT_EQ(driver.Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(6000));
+    ASSERT_TRUE(measureUntilOutcome(6000));
     EXPECT_EQ(watcher.count("finished"), 1);
     EXPECT_EQ(watcher.count("failed"), 0);
 }
@@ -344,10 +281,8 @@ TEST_F(PhotoResearchDriver, LimitOfOneFailsEvenAnImmediateReport) {
     connectDriver();
     driver.SetLimitTimes(1);
     sim.on("M1\n", kGoodReport);
-    EXPECT_EQ(driver.Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(5000));
-    ASSERT_EQ(watcher.count("failed"), 1);
-    EXPECT_EQ(watcher.events()[0].code, RESULT_FAIL);
+    ASSERT_TRUE(measureUntilOutcome(5000));
+    ASSERT_TRUE(failedOnceWith(RESULT_FAIL));
     EXPECT_EQ(sim.countReceived("M1\n"), 1);
     EXPECT_EQ(driver.lv(), 0.0);
     EXPECT_FALSE(driver.IsMeasureSucced());
@@ -359,11 +294,9 @@ TEST_F(PhotoResearchDriver, LimitOfZeroFailsWithoutPollingAfterSendingTheCommand
     // A silent instrument: a single poll would take over a second.
     QElapsedTimer timer;
     timer.start();
-    EXPECT_EQ(driver.Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(5000));
+    ASSERT_TRUE(measureUntilOutcome(5000));
     EXPECT_LT(timer.elapsed(), 700);
-    ASSERT_EQ(watcher.count("failed"), 1);
-    EXPECT_EQ(watcher.events()[0].code, RESULT_FAIL);
+    ASSERT_TRUE(failedOnceWith(RESULT_FAIL));
     EXPECT_TRUE(waitUntil([&] { return sim.countReceived("M1\n") == 1; }, 2000));
     EXPECT_FALSE(driver.IsMeasureSucced());
 }
@@ -375,10 +308,8 @@ TEST_F(PhotoResearchDriver, NegativeLimitTakesTheFirstReportButRejectsIt) {
     // The poll budget never reaches zero, so polling goes on until a report comes; by then the
     // budget is below the margin.
     sim.on("M1\n", kGoodReport, 1300);
-    EXPECT_EQ(driver.Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(6000));
-    ASSERT_EQ(watcher.count("failed"), 1);
-    EXPECT_EQ(watcher.events()[0].code, RESULT_FAIL);
+    ASSERT_TRUE(measureUntilOutcome(6000));
+    ASSERT_TRUE(failedOnceWith(RESULT_FAIL));
 }
 
 TEST_F(PhotoResearchDriver, MeasureWhileDisconnectedIsRefusedAndSendsNothing) {
@@ -513,7 +444,7 @@ TEST_F(PhotoResearchDriver, DisconnectSendsQClosesThePortAndTellsWatchers) {
     EXPECT_FALSE(driver.IsConnected());
     ASSERT_EQ(watcher.count("disconnected"), 1);
     EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
     EXPECT_TRUE(waitUntil([&] { return sim.received() == "Q"; }, 2000));
 
     // Disconnected, it measures no more.

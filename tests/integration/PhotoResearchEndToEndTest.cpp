@@ -1,64 +1,23 @@
 #include "ChromameterDetector.h"
-#include "Minolta.h"
-#include "MinoltaVistor.h"
+#include "DetectorPort.h"
+#include "HostFixture.h"
 #include "PhotoResearch.h"
 #include "PhotoResearchModel.h"
-#include "TestSupport.h"
 
 #include <QElapsedTimer>
-#include <QSerialPort>
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <thread>
 
 namespace {
 
-class PhotoResearchEndToEnd : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_TRUE(model.start()); }
-
-    void TearDown() override {
-        pumpEvents(100);
-        CMinoltaVistor::GetInstance()->Unregister(&watcher);
-    }
-
-    // Detection through the facade, as a host does it.
-    void connectThroughFacade() {
-        IMinolta* m = nullptr;
-        ASSERT_EQ(CreateChromameterMinolta(&m), RESULT_OK);
-        facade.reset(m);
-        CatalogueScope scope({model.portPath()});
-        ASSERT_EQ(facade->Connect(), RESULT_OK);
-    }
-
-    bool waitForOutcome(int timeoutMs) {
-        return waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, timeoutMs);
-    }
-
-    static bool openDirectly(const QString& path) {
-        return CChromameterDetector::GetInstance()->m_port.Open(
-            path, QSerialPort::Baud9600, QSerialPort::NoParity, QSerialPort::Data8, QSerialPort::OneStop,
-            QSerialPort::NoFlowControl);
-    }
-
-    PhotoResearchModel model;
-    RecordingWatcher watcher;
-    std::unique_ptr<IMinolta> facade;
-};
+using PhotoResearchEndToEnd = HostFixture<PhotoResearchModel>;
 
 } // namespace
 
 TEST_F(PhotoResearchEndToEnd, DetectedAsTypeThreeMeasuredOnAWorkerAndRead) {
-    IMinolta* m = nullptr;
-    ASSERT_EQ(CreateChromameterMinolta(&m), RESULT_OK);
-    facade.reset(m);
-    EXPECT_EQ(facade->RegisterWatcher(&watcher), 1u);
-    {
-        CatalogueScope scope({model.portPath()});
-        ASSERT_EQ(facade->Connect(), RESULT_OK);
-    }
+    connectThroughFacade();
     EXPECT_TRUE(facade->IsConnected());
     CChromameterDetector* det = CChromameterDetector::GetInstance();
     EXPECT_EQ(det->m_nInstrumentType, 3);
@@ -68,10 +27,8 @@ TEST_F(PhotoResearchEndToEnd, DetectedAsTypeThreeMeasuredOnAWorkerAndRead) {
     // The greeting was announced once, on the host's thread, by the driver that won.
     ASSERT_EQ(watcher.count("connected"), 1);
     EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
-    watcher.clear();
 
-    EXPECT_EQ(facade->Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(10000));
+    ASSERT_EQ(measure(false, 10000), "finished");
     ASSERT_EQ(watcher.count("finished"), 1);
     EXPECT_EQ(watcher.count("failed"), 0);
     EXPECT_NE(watcher.events()[0].thread, std::this_thread::get_id());
@@ -94,11 +51,7 @@ TEST_F(PhotoResearchEndToEnd, ConfiguredReadingReachesTheHostAndIsThenReadFromMe
     reading.y = 0.375;
     model.setReading(reading);
     connectThroughFacade();
-    facade->RegisterWatcher(&watcher);
-    watcher.clear();
-
-    ASSERT_EQ(facade->Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(10000));
+    ASSERT_EQ(measure(false, 10000), "finished");
     ASSERT_EQ(watcher.count("finished"), 1);
     pumpEvents(100);
     model.clearRecord();
@@ -115,13 +68,10 @@ TEST_F(PhotoResearchEndToEnd, ConfiguredReadingReachesTheHostAndIsThenReadFromMe
 TEST_F(PhotoResearchEndToEnd, MeasurementWaitsOutTheInstrumentsMeasuringTime) {
     model.setMeasureDelayMs(600);
     connectThroughFacade();
-    facade->RegisterWatcher(&watcher);
-    watcher.clear();
 
     QElapsedTimer timer;
     timer.start();
-    ASSERT_EQ(facade->Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitForOutcome(10000));
+    ASSERT_EQ(measure(false, 10000), "finished");
     EXPECT_GE(timer.elapsed(), 600);
     ASSERT_EQ(watcher.count("finished"), 1);
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
@@ -149,23 +99,18 @@ TEST_F(PhotoResearchEndToEnd, LatestDataThroughTheFacadeIsZero) {
 
 TEST_F(PhotoResearchEndToEnd, DisconnectTakesTheInstrumentOutOfRemoteMode) {
     connectThroughFacade();
-    facade->RegisterWatcher(&watcher);
+    watcher.clear();
     ASSERT_TRUE(model.inRemoteMode());
     EXPECT_EQ(facade->Disconnect(), RESULT_OK);
     EXPECT_FALSE(facade->IsConnected());
     EXPECT_EQ(watcher.count("disconnected"), 1);
     EXPECT_TRUE(waitUntil([&] { return !model.inRemoteMode(); }, 2000));
     EXPECT_TRUE(model.received().endsWith("Q"));
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
 }
 
 TEST_F(PhotoResearchEndToEnd, ConnectingAgainWhileInRemoteModeIsGreetedAgainSlow) {
-    IMinolta* m = nullptr;
-    ASSERT_EQ(CreateChromameterMinolta(&m), RESULT_OK);
-    facade.reset(m);
-    facade->RegisterWatcher(&watcher);
-    CatalogueScope scope({model.portPath()});
-    ASSERT_EQ(facade->Connect(), RESULT_OK);
+    connectThroughFacade();
     ASSERT_TRUE(model.inRemoteMode());
     // Every Connect runs the whole detection again; the instrument, still in remote mode, lets the
     // other drivers' probes pass and greets "PHOTO" once more.
@@ -176,7 +121,7 @@ TEST_F(PhotoResearchEndToEnd, ConnectingAgainWhileInRemoteModeIsGreetedAgainSlow
 }
 
 TEST_F(PhotoResearchEndToEnd, ModelIgnoresOtherInstrumentsProbesBeforeItsGreeting) {
-    ASSERT_TRUE(openDirectly(model.portPath()));
+    ASSERT_TRUE(openDetectorPort(model.portPath()));
     CChromameterDetector* det = CChromameterDetector::GetInstance();
     // What the drivers tried before this one might send: text commands and a binary frame.
     const char* texts[] = {"RMTS,1\r\n", "COM,1\n", "MES\n", "M1\n", "D1\n"};
@@ -198,7 +143,7 @@ TEST_F(PhotoResearchEndToEnd, ModelIgnoresOtherInstrumentsProbesBeforeItsGreetin
 }
 
 TEST_F(PhotoResearchEndToEnd, ModelAnswersStrayLinesInRemoteModeWithSilence) {
-    ASSERT_TRUE(openDirectly(model.portPath()));
+    ASSERT_TRUE(openDetectorPort(model.portPath()));
     CPhotoResearch driver;
     ASSERT_EQ(driver.Connect(), RESULT_OK);
     const qint64 sentAfterGreeting = model.bytesSent();

@@ -185,13 +185,7 @@ TEST(PluginExports, HostLoadingThePluginFindsAndUsesItsEntryPoints) {
     EXPECT_EQ(sim->countReceived("COM,1\n"), 1);
     EXPECT_EQ(watcher.count(QStringLiteral("connected")), 1);
 
-    EXPECT_EQ(facade->Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitUntil([&] { return watcher.count(QStringLiteral("finished")) == 1; }, 10000));
-    SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
-    ASSERT_EQ(facade->ReadLvXy(data), RESULT_OK);
-    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
-    EXPECT_FLOAT_EQ(data.x, 0.3127f);
-    EXPECT_FLOAT_EQ(data.y, 0.3290f);
+    ASSERT_NO_FATAL_FAILURE(expectDefaultReadingMeasured(*facade, watcher));
 
     EXPECT_EQ(facade->Disconnect(), RESULT_OK);
     EXPECT_FALSE(facade->IsConnected());

@@ -143,6 +143,23 @@ protected:
     }
 };
 
+// Starts `sim` and opens the host's port on it at 9600 baud.
+::testing::AssertionResult plugIn(SimInstrument& sim, Host& host) {
+    if (!sim.start())
+        return ::testing::AssertionFailure() << "the simulated instrument did not start";
+    if (!host.open(sim.portPath(), 9600))
+        return ::testing::AssertionFailure() << "the host could not open " << sim.portPath().toStdString();
+    return ::testing::AssertionSuccess();
+}
+
+// The same, then the adapter pulled while the host holds the port open.
+::testing::AssertionResult pulledWhileOpen(SimInstrument& sim, Host& host) {
+    const ::testing::AssertionResult plugged = plugIn(sim, host);
+    if (plugged)
+        sim.unplug();
+    return plugged;
+}
+
 qint64 processCpuMs() {
     rusage usage;
     getrusage(RUSAGE_SELF, &usage);
@@ -262,9 +279,8 @@ TEST(SimInstrument, TwoSimulatorsInOneProcessGetDifferentPaths) {
 
 TEST(SimInstrument, HostBytesAreRecordedWithTheLineSpeedInForce) {
     ScriptedInstrument sim;
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     EXPECT_EQ(sim.lineBaud(), 9600);
     host.send("SLOW\n");
     ASSERT_TRUE(waitUntil([&] { return sim.received() == "SLOW\n"; }, 2000));
@@ -327,9 +343,8 @@ TEST(SimInstrument, IdleSimulatorWaitsWithoutSpinningAfterTheHostLeaves) {
 
 TEST(SimInstrument, RecordCanBeClearedAndCounted) {
     ScriptedInstrument sim;
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("AB\nAB\n");
     ASSERT_TRUE(waitUntil([&] { return sim.received().size() == 6; }, 2000));
     EXPECT_EQ(sim.countReceived("AB\n"), 2);
@@ -388,9 +403,8 @@ TEST(SimInstrument, AReplyNobodyReadsDoesNotHoldUpStop) {
 
 TEST(SimInstrument, CancelledRepliesAreNeverWritten) {
     ProbeInstrument sim;
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("LATE\n");
     ASSERT_TRUE(waitUntil([&] { return sim.received() == "LATE\n"; }, 2000));
     host.send("CANCEL\n");
@@ -402,9 +416,8 @@ TEST(SimInstrument, CancelledRepliesAreNeverWritten) {
 
 TEST(SimInstrument, UnplugAfterPullsTheAdapterWhenDue) {
     ProbeInstrument sim;
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("PULL\n");
     ASSERT_TRUE(host.waitHeard(4));
     EXPECT_EQ(host.heard(), QByteArray("bye\n"));
@@ -421,9 +434,8 @@ TEST(SimInstrument, UnplugAfterPullsTheAdapterWhenDue) {
 TEST(ScriptedInstrument, RuleAnswersAfterItsDelay) {
     ScriptedInstrument sim;
     sim.on("PING\n", "PONG\n", 150);
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     const qint64 sentAt = host.nowMs();
     host.send("PING\n");
     ASSERT_TRUE(host.waitHeard(5));
@@ -437,9 +449,8 @@ TEST(ScriptedInstrument, RuleWithUseCountStopsMatchingWhenUsedUp) {
     ScriptedInstrument sim;
     sim.on("A\n", "one\n", 0, 2);
     sim.on("A\n", "two\n");
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     const QByteArray expected("one\none\ntwo\n");
     int size = 0;
     for (const char* reply : {"one\n", "one\n", "two\n"}) {
@@ -454,9 +465,8 @@ TEST(ScriptedInstrument, CommandThatEndsFirstIsAnsweredFirst) {
     ScriptedInstrument sim;
     sim.on("A\n", "a");
     sim.on("B\n", "b");
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("B\nA\n");
     ASSERT_TRUE(host.waitHeard(2));
     EXPECT_EQ(host.heard(), QByteArray("ba"));
@@ -465,9 +475,8 @@ TEST(ScriptedInstrument, CommandThatEndsFirstIsAnsweredFirst) {
 TEST(ScriptedInstrument, CommandSplitAcrossWritesIsStillRecognised) {
     ScriptedInstrument sim;
     sim.on("PING\n", "PONG\n");
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("PI");
     ASSERT_TRUE(waitUntil([&] { return sim.received() == "PI"; }, 2000));
     host.send("NG\n");
@@ -481,9 +490,8 @@ TEST(ScriptedInstrument, EmptyReplyConsumesTheCommandSilently) {
     sim.on("QUIET\n", QByteArray());
     sim.on("QUIET\n", "loud\n");
     sim.on("PING\n", "PONG\n");
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("QUIET\n");
     host.send("PING\n");
     ASSERT_TRUE(host.waitHeard(5));
@@ -508,9 +516,8 @@ TEST(ScriptedInstrument, RequiredBaudIgnoresBytesAtOtherSpeedsButRecordsThem) {
     ScriptedInstrument sim;
     sim.setRequiredBaud(115200);
     sim.on("PING\n", "PONG\n");
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("PING\n");
     ASSERT_TRUE(waitUntil([&] { return sim.received() == "PING\n"; }, 2000));
     host.port.close();
@@ -530,9 +537,8 @@ TEST(ScriptedInstrument, RequiredBaudIgnoresBytesAtOtherSpeedsButRecordsThem) {
 TEST(ScriptedInstrument, ReplyPiecesArriveSeparatelyWithTheirGaps) {
     ScriptedInstrument sim;
     sim.onPieces("GO\n", {ReplyPiece{0, "AB"}, ReplyPiece{150, "CD"}});
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("GO\n");
     ASSERT_TRUE(host.waitHeard(4));
     EXPECT_EQ(host.heard(), QByteArray("ABCD"));
@@ -544,9 +550,8 @@ TEST(ScriptedInstrument, ReplyPiecesArriveSeparatelyWithTheirGaps) {
 TEST(ScriptedInstrument, UnplugOnCommandPullsTheAdapter) {
     ScriptedInstrument sim;
     sim.unplugOn("BYE\n");
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("HELLO\n");
     ASSERT_TRUE(waitUntil([&] { return sim.received() == "HELLO\n"; }, 2000));
     EXPECT_TRUE(sim.isPlugged());
@@ -567,10 +572,8 @@ TEST(ScriptedInstrument, UnplugOnCommandPullsTheAdapter) {
 
 TEST(SimulatorUnplug, HostPortReportsAnErrorAndHearsNothingWhenTheAdapterIsPulled) {
     ScriptedInstrument sim;
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
-    sim.unplug();
+    ASSERT_TRUE(pulledWhileOpen(sim, host));
     EXPECT_FALSE(sim.isPlugged());
     EXPECT_FALSE(QFileInfo(sim.portPath()).isSymLink());
     ASSERT_TRUE(waitUntil([&] { return host.errorCount() > 0; }, 2000));
@@ -584,10 +587,8 @@ TEST(SimulatorUnplug, HostPortReportsAnErrorAndHearsNothingWhenTheAdapterIsPulle
 #ifdef __linux__
 TEST(SimulatorUnplug, WithCleanErrnoQSerialPortRaisesReadErrorOnEveryTurn) {
     ScriptedInstrument sim;
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
-    sim.unplug();
+    ASSERT_TRUE(pulledWhileOpen(sim, host));
     errno = 0;
     pumpEvents(100);
     EXPECT_EQ(host.firstError(), QSerialPort::ReadError);
@@ -598,10 +599,8 @@ TEST(SimulatorUnplug, WithCleanErrnoQSerialPortRaisesReadErrorOnEveryTurn) {
 
 TEST(SimulatorUnplug, WithStaleEioQSerialPortRaisesOneResourceErrorAndStopsReading) {
     ScriptedInstrument sim;
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
-    sim.unplug();
+    ASSERT_TRUE(pulledWhileOpen(sim, host));
     errno = EIO;
     pumpEvents(100);
     EXPECT_EQ(host.firstError(), QSerialPort::ResourceError);
@@ -611,10 +610,8 @@ TEST(SimulatorUnplug, WithStaleEioQSerialPortRaisesOneResourceErrorAndStopsReadi
 
 TEST(SimulatorUnplug, WriteAfterUnplugRaisesResourceError) {
     ScriptedInstrument sim;
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
-    sim.unplug();
+    ASSERT_TRUE(pulledWhileOpen(sim, host));
     pumpEvents(20);
     host.forgetErrors();
     host.port.write("MEAS\r\n");
@@ -625,10 +622,8 @@ TEST(SimulatorUnplug, WriteAfterUnplugRaisesResourceError) {
 
 TEST(SimulatorUnplug, ReopeningThePulledPortFailsWithDeviceNotFound) {
     ScriptedInstrument sim;
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
-    sim.unplug();
+    ASSERT_TRUE(pulledWhileOpen(sim, host));
     pumpEvents(20);
     host.port.close();
     EXPECT_FALSE(host.port.isOpen());
@@ -653,9 +648,8 @@ TEST(SimulatorUnplug, UnplugBeforeAnyHostAndAfterStopIsHarmless) {
 
 TEST(InstrumentModel, CommandsAreFramedAtTheTerminator) {
     EchoModel sim;
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("HEL");
     ASSERT_TRUE(waitUntil([&] { return sim.received() == "HEL"; }, 2000));
     host.send("LO\nBY");
@@ -669,9 +663,8 @@ TEST(InstrumentModel, CommandsAreFramedAtTheTerminator) {
 
 TEST(InstrumentModel, AnyTerminatorByteEndsACommandAndBlankLinesAreSkipped) {
     EchoModel sim("\r\n");
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("ONE\r\n\nTWO\r\n");
     ASSERT_TRUE(waitUntil([&] { return sim.commands().size() == 2; }, 2000));
     EXPECT_EQ(sim.commands(), (QList<QByteArray>{"ONE\r", "TWO\r"}));
@@ -679,9 +672,8 @@ TEST(InstrumentModel, AnyTerminatorByteEndsACommandAndBlankLinesAreSkipped) {
 
 TEST(InstrumentModel, WithoutTerminatorsRawStretchesAreHandedOver) {
     EchoModel sim("");
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send(QByteArray("\x02\x00\x10", 3));
     ASSERT_TRUE(waitUntil([&] { return sim.received().size() == 3; }, 2000));
     host.send("P");
@@ -710,9 +702,8 @@ TEST(InstrumentModel, NoFaultAnswersAsTheModelSays) {
 TEST(InstrumentModel, SilentFaultAnswersNothing) {
     EchoModel sim;
     sim.setFault(SimFault::Silent);
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("A\n");
     ASSERT_TRUE(waitUntil([&] { return sim.commands().size() == 1; }, 2000));
     // Any answer to "A" is scheduled by now and would come before the answer to "B".
@@ -725,9 +716,8 @@ TEST(InstrumentModel, SilentFaultAnswersNothing) {
 TEST(InstrumentModel, GarbageFaultAnswersUnusableBytesOfTheSameLength) {
     EchoModel sim;
     sim.setFault(SimFault::Garbage);
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("HELLO\n");
     ASSERT_TRUE(host.waitHeard(11));
     const QByteArray garbage = host.heard();
@@ -744,9 +734,8 @@ TEST(InstrumentModel, GarbageFaultAnswersUnusableBytesOfTheSameLength) {
 TEST(InstrumentModel, OverlongFaultAnswersFiveThousandBytes) {
     EchoModel sim;
     sim.setFault(SimFault::Overlong);
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("HELLO\n");
     ASSERT_TRUE(host.waitHeard(5000));
     pumpEvents(20);
@@ -759,9 +748,8 @@ TEST(InstrumentModel, OverlongFaultAnswersFiveThousandBytes) {
 TEST(InstrumentModel, CutFaultAnswersTheFirstHalf) {
     EchoModel sim;
     sim.setFault(SimFault::Cut);
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("HELLO\n"); // "ECHO:HELLO\n" is 11 bytes: 5 are sent
     ASSERT_TRUE(waitUntil([&] { return sim.commands().size() == 1; }, 2000));
     sim.setFault(SimFault::None);
@@ -773,9 +761,8 @@ TEST(InstrumentModel, CutFaultAnswersTheFirstHalf) {
 TEST(InstrumentModel, SplitFaultAnswersOneByteAtATime) {
     EchoModel sim;
     sim.setFault(SimFault::SplitBytes);
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("HI\n");
     ASSERT_TRUE(host.waitHeard(8));
     EXPECT_EQ(host.heard(), QByteArray("ECHO:HI\n"));
@@ -787,9 +774,8 @@ TEST(InstrumentModel, SplitFaultAnswersOneByteAtATime) {
 TEST(InstrumentModel, UnplugFaultPullsTheAdapterWhenAMeasurementStarts) {
     EchoModel sim;
     sim.setFault(SimFault::UnplugDuringMeasure);
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("HELLO\n");
     ASSERT_TRUE(host.waitHeard(11));
     EXPECT_EQ(host.heard(), QByteArray("ECHO:HELLO\n"));
@@ -828,9 +814,8 @@ TEST(InstrumentModel, MeasurementAnswersAfterTheMeasureDelayAndSlowFaultStretche
 TEST(InstrumentModel, RequiredBaudModelHearsNothingAtAnotherSpeed) {
     EchoModel sim;
     sim.setRequiredBaud(115200);
-    ASSERT_TRUE(sim.start());
     Host host;
-    ASSERT_TRUE(host.open(sim.portPath(), 9600));
+    ASSERT_TRUE(plugIn(sim, host));
     host.send("A\n");
     ASSERT_TRUE(waitUntil([&] { return sim.received() == "A\n"; }, 2000));
     host.port.close();

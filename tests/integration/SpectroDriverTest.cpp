@@ -1,13 +1,10 @@
 #include "ChromameterCommand.h"
-#include "ChromameterDetector.h"
 #include "ChromameterMinolta.h"
+#include "DriverFixture.h"
 #include "DriverSupport.h"
-#include "MinoltaVistor.h"
 #include "ScriptedInstrument.h"
-#include "TestSupport.h"
 
 #include <QElapsedTimer>
-#include <QSerialPort>
 
 #include <gtest/gtest.h>
 
@@ -44,20 +41,12 @@ struct DataRead {
 
 // Gives the tests a view of the driver's own state and of the exchanges its read operations make
 // (which they make through the virtual table).
-class ProbedSpectro : public CChromameterMinolta {
+class ProbedSpectro : public DriverProbe<CChromameterMinolta> {
 public:
-    double lv() const { return m_dLv; }
-    double x() const { return m_dX; }
-    double y() const { return m_dY; }
     double measure1() const { return m_dMeasure1; }
     double measure2() const { return m_dMeasure2; }
     double measure3() const { return m_dMeasure3; }
     double measure7() const { return m_dMeasure7; }
-    int reserved() const { return m_nReserved; }
-    int limitTimes() const { return m_nLimitTimes; }
-    int type() const { return m_nType; }
-    bool busy() const { return m_bMeasuring; }
-    bool valid() const { return m_bMeasureSucceed; }
 
     unsigned long MeasurementDataRead(char** reply, int kind, int zero, int block) override {
         const unsigned long result = CChromameterMinolta::MeasurementDataRead(reply, kind, zero, block);
@@ -87,16 +76,6 @@ public:
     std::vector<int> requested;
 };
 
-bool openDetectorPort(const QString& path) {
-    return CChromameterDetector::GetInstance()->m_port.Open(path, QSerialPort::Baud9600,
-                                                            QSerialPort::NoParity, QSerialPort::Data8,
-                                                            QSerialPort::OneStop, QSerialPort::NoFlowControl);
-}
-
-SerialPortCross& detectorPort() {
-    return CChromameterDetector::GetInstance()->m_port;
-}
-
 QList<ReplyPiece> spaced(const QList<QByteArray>& replies) {
     QList<ReplyPiece> pieces;
     for (int i = 0; i < replies.size(); ++i)
@@ -104,38 +83,11 @@ QList<ReplyPiece> spaced(const QList<QByteArray>& replies) {
     return pieces;
 }
 
-class SpectroDriver : public ::testing::Test {
+class SpectroDriver : public DriverFixture<ScriptedInstrument, ProbedSpectro> {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(sim.start());
-        ASSERT_TRUE(openDetectorPort(sim.portPath()));
-        CMinoltaVistor::GetInstance()->Register(&watcher);
-    }
-
     void TearDown() override {
-        // Let a worker that has just notified return before the driver and the watcher go away.
-        waitUntil([&] { return !driver.busy(); }, 60000);
-        pumpEvents(50);
-        CMinoltaVistor::GetInstance()->Unregister(&watcher);
+        DriverFixture::TearDown();
         CMinoltaVistor::GetInstance()->Unregister(&second);
-    }
-
-    // Pumps the event loop (the worker's writes are queued to this thread) until the measurement's
-    // outcome reaches the watcher; the name of that outcome, or empty on time-out.
-    QString measure(int timeoutMs = 15000) {
-        watcher.clear();
-        EXPECT_EQ(driver.Measure(false), RESULT_OK);
-        if (!waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, timeoutMs))
-            return QString();
-        waitUntil([&] { return !driver.busy(); }, 1000);
-        return watcher.last();
-    }
-
-    unsigned long lastFailureCode() const {
-        for (const RecordingWatcher::Event& e : watcher.events())
-            if (e.name == "failed")
-                return e.code;
-        return 0;
     }
 
     // Pumps until the instrument has received `count` copies of `command`.
@@ -158,10 +110,7 @@ protected:
         sim.clearRecord();
     }
 
-    ScriptedInstrument sim;
-    RecordingWatcher watcher;
     RecordingWatcher second;
-    ProbedSpectro driver;
 };
 
 } // namespace
@@ -169,29 +118,17 @@ protected:
 // --- Construction and the fixed slots -----------------------------------------------------------
 
 TEST_F(SpectroDriver, ConstructedDriverIsTypeZeroWithLimitThirtyAndNothingMeasured) {
-    EXPECT_EQ(driver.type(), 0);
-    EXPECT_EQ(driver.limitTimes(), 30);
+    expectAsConstructed(0, 30);
     EXPECT_EQ(driver.reserved(), 0);
-    EXPECT_EQ(driver.lv(), 0.0);
-    EXPECT_EQ(driver.x(), 0.0);
-    EXPECT_EQ(driver.y(), 0.0);
     EXPECT_EQ(driver.measure1(), 0.0);
     EXPECT_EQ(driver.measure2(), 0.0);
     EXPECT_EQ(driver.measure3(), 0.0);
     EXPECT_EQ(driver.measure7(), 0.0);
-    EXPECT_FALSE(driver.IsConnected());
-    EXPECT_FALSE(driver.IsMeasureSucced());
-    EXPECT_FALSE(driver.IsReaded());
     EXPECT_FALSE(driver.busy());
 }
 
 TEST_F(SpectroDriver, OwnRegisterWatcherRefusesAndRegistersNothing) {
-    const int before = CMinoltaVistor::GetInstance()->m_watchers.size();
-    EXPECT_EQ(driver.RegisterWatcher(&second), RESULT_NOT_SUPPORTED);
-    EXPECT_EQ(CMinoltaVistor::GetInstance()->m_watchers.size(), before);
-    EXPECT_FALSE(CMinoltaVistor::GetInstance()->m_watchers.contains(&second));
-    EXPECT_EQ(driver.UnregisterWatcher(&watcher), RESULT_NOT_SUPPORTED);
-    EXPECT_TRUE(CMinoltaVistor::GetInstance()->m_watchers.contains(&watcher));
+    expectDriverRefusesWatchers(driver, &second, &watcher);
     IMinolta* asHost = &driver;
     EXPECT_EQ(asHost->RegisterWatcher(&second), RESULT_NOT_SUPPORTED);
     EXPECT_EQ(asHost->UnregisterWatcher(&watcher), RESULT_NOT_SUPPORTED);
@@ -433,7 +370,7 @@ TEST_F(SpectroDriver, SlowDefaultLimitCountsACompletionOnTheThirtiethReadAsFailu
         replies.append(kIntermediate);
     replies.append(kOk);
     sim.onPieces(kMeasure, spaced(replies));
-    EXPECT_EQ(measure(29 * kReplyGapMs + 15000), "failed");
+    EXPECT_EQ(measure(false, 29 * kReplyGapMs + 15000), "failed");
     EXPECT_EQ(lastFailureCode(), RESULT_FAIL);
     EXPECT_EQ(sim.countReceived(kMeasure), 1);
     EXPECT_TRUE(leftInPort().isEmpty());
@@ -467,7 +404,7 @@ TEST_F(SpectroDriver, MeasureClearsTheValidFlagAtOnce) {
 
 TEST_F(SpectroDriver, LostPortDuringMeasurementFailsItAndClosesThePort) {
     sim.unplugOn(kMeasure);
-    EXPECT_EQ(measure(20000), "failed");
+    EXPECT_EQ(measure(false, 20000), "failed");
     // The command itself went out, so the loss shows in the reads: the measurement's code is the
     // plain failure, and the channel has closed the port.
     EXPECT_EQ(lastFailureCode(), RESULT_FAIL);

@@ -1,22 +1,18 @@
 #include "ChromameterDetector.h"
 #include "ChromameterMinolta.h"
+#include "DetectorPort.h"
 #include "DriverSupport.h"
-#include "Minolta.h"
-#include "MinoltaVistor.h"
+#include "HostFixture.h"
 #include "SpectroModel.h"
 #include "SpectroProtocol.h"
-#include "TestSupport.h"
-
-#include <QSerialPort>
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <thread>
 
 namespace {
 
-class SpectroEndToEnd : public ::testing::Test {
+class SpectroEndToEnd : public HostFixture<SpectroModel> {
 protected:
     void SetUp() override {
         SimReading reading;
@@ -25,46 +21,12 @@ protected:
         reading.y = 0.3012;
         reading.Tcp = 9300;
         model.setReading(reading);
-        ASSERT_TRUE(model.start());
-    }
-
-    void TearDown() override {
-        pumpEvents(100);
-        CMinoltaVistor::GetInstance()->Unregister(&watcher);
-    }
-
-    // Detection through the facade, as a host does it.
-    void connectThroughFacade() {
-        IMinolta* m = nullptr;
-        ASSERT_EQ(CreateChromameterMinolta(&m), RESULT_OK);
-        facade.reset(m);
-        facade->RegisterWatcher(&watcher);
-        CatalogueScope scope({model.portPath()});
-        ASSERT_EQ(facade->Connect(), RESULT_OK);
-    }
-
-    // Starts a measurement and pumps the host's event loop until a watcher hears its outcome.
-    QString measure(int timeoutMs = 15000) {
-        watcher.clear();
-        EXPECT_EQ(facade->Measure(false), RESULT_OK);
-        if (!waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, timeoutMs))
-            return QString();
-        return watcher.last();
+        HostFixture::SetUp();
     }
 
     static IChromameter* detectedDriver() {
         return dynamic_cast<CChromameterMinolta*>(CChromameterDetector::GetInstance()->m_pMinolta);
     }
-
-    static bool openDirectly(const QString& path) {
-        return CChromameterDetector::GetInstance()->m_port.Open(
-            path, QSerialPort::Baud9600, QSerialPort::NoParity, QSerialPort::Data8, QSerialPort::OneStop,
-            QSerialPort::NoFlowControl);
-    }
-
-    SpectroModel model;
-    RecordingWatcher watcher;
-    std::unique_ptr<IMinolta> facade;
 };
 
 } // namespace
@@ -153,16 +115,16 @@ TEST_F(SpectroEndToEnd, DisconnectLeavesRemoteModeAndTellsTheWatchers) {
     EXPECT_EQ(watcher.count("disconnected"), 1);
     pumpEvents(150);
     EXPECT_FALSE(model.inRemoteMode());
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
 }
 
 TEST_F(SpectroEndToEnd, AdapterPulledDuringAMeasurementFailsItAndLaterReadsReportTheLoss) {
     connectThroughFacade();
     model.setFault(SimFault::UnplugDuringMeasure);
-    EXPECT_EQ(measure(20000), "failed");
+    EXPECT_EQ(measure(false, 20000), "failed");
     EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
     EXPECT_FALSE(CChromameterDetector::GetInstance()->m_pMinolta->IsMeasureSucced());
-    EXPECT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    EXPECT_FALSE(detectorPort().IsOpen());
 
     SChromameterMeasureData data = {1.0f, 2.0f, 3.0f, 4.0f};
     EXPECT_EQ(facade->ReadLvXy(data), RESULT_FAIL);
@@ -173,7 +135,7 @@ TEST_F(SpectroEndToEnd, AdapterPulledDuringAMeasurementFailsItAndLaterReadsRepor
 }
 
 TEST_F(SpectroEndToEnd, ModelRefusesTheAnalyserProbeAndIgnoresLineFeedCommands) {
-    ASSERT_TRUE(openDirectly(model.portPath()));
+    ASSERT_TRUE(openDetectorPort(model.portPath()));
     QByteArray reply;
     EXPECT_FALSE(DriverSendAndRead("COM,1\n", 6, 3, 100, &reply));
     EXPECT_TRUE(DriverSendAndRead("STR,4\r", 6, 3, 100, &reply));
@@ -184,7 +146,7 @@ TEST_F(SpectroEndToEnd, ModelRefusesTheAnalyserProbeAndIgnoresLineFeedCommands) 
 }
 
 TEST_F(SpectroEndToEnd, ModelSpectrumCoversTheRangeInFourBlocksThatFitTheReplyBuffer) {
-    ASSERT_TRUE(openDirectly(model.portPath()));
+    ASSERT_TRUE(openDetectorPort(model.portPath()));
     CChromameterMinolta driver;
     QList<float> spectrum;
     const int expected[4] = {100, 100, 100, 101};

@@ -1,7 +1,12 @@
 #include "FaultHarness.h"
 
 #include "ChromameterDetector.h"
+#include "ChromameterMinolta.h"
+#include "ChromameterMinoltaCas40.h"
+#include "ChromameterWuHanJingCe.h"
+#include "LuminanceMeter.h"
 #include "Minolta.h"
+#include "PhotoResearch.h"
 #include "SimFamilies.h"
 
 #include <QElapsedTimer>
@@ -178,6 +183,191 @@ void FaultCell::expectHealthyAgain(Recovery how) {
         EXPECT_NEAR(data.y, expected.y, 1e-4);
         EXPECT_NEAR(data.Lv, expected.Lv, 1e-3);
     }
+}
+
+FaultCell::Timed FaultCell::connectDespite(SimFault fault) {
+    start().setFault(fault);
+    return connect();
+}
+
+FaultCell::Timed FaultCell::connectAtTheWrongSpeed() {
+    start().setRequiredBaud(familyBaud() == 9600 ? 115200 : 9600);
+    return connect();
+}
+
+void FaultCell::expectSilentDetection(const Timed& connected) {
+    using namespace FaultBudget;
+    EXPECT_EQ(connected.result, RESULT_FAIL);
+    EXPECT_GE(connected.ms, kSilentDetectionSleptMs);
+    EXPECT_LE(connected.ms, allowedMs(kSilentDetectionMs));
+    EXPECT_TRUE(watcher.events().empty());
+    EXPECT_FALSE(host().IsConnected());
+    expectBothSpeedsTriedInSilence();
+}
+
+void FaultCell::expectDetectionFailed(const Timed& connected, int budgetMs) {
+    EXPECT_EQ(connected.result, RESULT_FAIL);
+    EXPECT_LE(connected.ms, FaultBudget::allowedMs(budgetMs));
+    EXPECT_TRUE(watcher.events().empty());
+}
+
+void FaultCell::expectDetectionEitherWay(const Timed& connected, int budgetMs, bool cutToBuffer) {
+    EXPECT_LE(connected.ms, FaultBudget::allowedMs(budgetMs));
+    if (connected.result == RESULT_OK) {
+        EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, familyType());
+        if (cutToBuffer) {
+            EXPECT_TRUE(logged("reply too long")) << log().toStdString();
+        }
+    } else {
+        EXPECT_EQ(connected.result, RESULT_FAIL);
+        EXPECT_TRUE(watcher.events().empty());
+    }
+}
+
+FaultCell::Timed FaultCell::garbageAtConnect() {
+    const Timed connected = connectDespite(SimFault::Garbage);
+    expectDetectionFailed(connected);
+    EXPECT_TRUE(loggedGarbage()) << log().toStdString();
+    return connected;
+}
+
+FaultCell::Timed FaultCell::cutReplyAtConnect(const QString& halfReply) {
+    const Timed connected = connectDespite(SimFault::Cut);
+    expectDetectionFailed(connected);
+    EXPECT_TRUE(loggedLine(halfReply)) << log().toStdString();
+    return connected;
+}
+
+void FaultCell::overlongReplyAtConnect() {
+    // The reply comes in pieces and the receive buffer keeps the last piece only, so the status at
+    // its head is normally lost; a head piece read on its own is cut to its buffer and counts.
+    const Timed connected = connectDespite(SimFault::Overlong);
+    EXPECT_TRUE(loggedPadding()) << log().toStdString();
+    expectDetectionEitherWay(connected, FaultBudget::kSilentDetectionMs, true);
+}
+
+void FaultCell::replySplitAtConnect(int budgetMs) {
+    const Timed connected = connectDespite(SimFault::SplitBytes);
+    EXPECT_GE(loggedSingleBytes(), 4) << log().toStdString();
+    expectDetectionEitherWay(connected, budgetMs, false);
+}
+
+void FaultCell::wrongLineSpeedAtConnect() {
+    expectSilentDetection(connectAtTheWrongSpeed());
+}
+
+void FaultCell::faultAfterConnect(SimFault fault) {
+    start();
+    connectHealthy();
+    ASSERT_TRUE(holdsFamilyDriver());
+    m_model->setFault(fault);
+    m_model->clearRecord();
+    watcher.clear();
+}
+
+bool FaultCell::holdsFamilyDriver() const {
+    IMinolta* held = driver();
+    switch (familyType()) {
+    case 0:
+        return dynamic_cast<CChromameterMinolta*>(held) != nullptr;
+    case 1:
+        return dynamic_cast<CChromameterMinoltaCas40*>(held) != nullptr;
+    case 2:
+        return dynamic_cast<CLuminanceMeter*>(held) != nullptr;
+    case 3:
+        return dynamic_cast<CPhotoResearch*>(held) != nullptr;
+    default:
+        return dynamic_cast<CChromameterWuHanJingCe*>(held) != nullptr;
+    }
+}
+
+FaultCell::Outcome FaultCell::measureWithin(int budgetMs) {
+    const Outcome outcome = measure(FaultBudget::allowedMs(budgetMs));
+    EXPECT_LE(outcome.ms, FaultBudget::allowedMs(budgetMs));
+    return outcome;
+}
+
+void FaultCell::expectFailed(const Outcome& outcome, unsigned long code) {
+    EXPECT_EQ(outcome.event, "failed");
+    EXPECT_EQ(outcome.code, code);
+}
+
+bool FaultCell::finishedOrFailed(const Outcome& outcome) {
+    if (outcome.event == "finished") {
+        EXPECT_EQ(outcome.code, RESULT_OK);
+        return true;
+    }
+    expectFailed(outcome);
+    return false;
+}
+
+unsigned long FaultCell::readLvXy(SChromameterMeasureData* data, qint64* ms) {
+    unsigned long result = RESULT_OK;
+    *ms = timed([&] { result = m_facade->ReadLvXy(*data); });
+    return result;
+}
+
+double FaultCell::readOut(qint64* ms) {
+    double value = 0.0;
+    *ms = timed([&] { value = m_facade->ReadLastestData(); });
+    return value;
+}
+
+void FaultCell::expectNothingToRead() {
+    SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, -1.0f};
+    qint64 ms = 0;
+    EXPECT_EQ(readLvXy(&data, &ms), RESULT_FAIL);
+    EXPECT_LE(ms, FaultBudget::allowedMs(0));
+    EXPECT_EQ(data.Tcp, -1.0f);
+}
+
+void ColourFaultCell::failsAtTheDisplayModeAnswer(SimFault fault) {
+    faultAfterConnect(fault);
+    expectFailed(measureWithin(FaultBudget::answeredReadMs()));
+    EXPECT_EQ(model().countReceived(m_conversation.measure), 0);
+    expectNothingToRead();
+}
+
+void ColourFaultCell::replySplitWhileMeasuring() {
+    using namespace FaultBudget;
+    faultAfterConnect(SimFault::SplitBytes);
+    const Outcome outcome =
+        measureWithin(answeredReadMs(6) + answeredReadMs(m_conversation.measurementLineBytes));
+    EXPECT_GE(loggedSingleBytes(), 4) << log().toStdString();
+    // Bytes replaced in the receive buffer spoil the display mode's "OK00".
+    if (!finishedOrFailed(outcome))
+        expectNothingToRead();
+}
+
+void ColourFaultCell::pulledDuringMeasurement() {
+    using namespace FaultBudget;
+    faultAfterConnect(SimFault::UnplugDuringMeasure);
+    expectFailed(measureWithin(answeredReadMs() + silentReadMs(1, m_conversation.measureWaitMs)),
+                 RESULT_PORT_LOST);
+    EXPECT_EQ(model().countReceived(m_conversation.measure), 1);
+    EXPECT_FALSE(host().IsConnected());
+    EXPECT_TRUE(loggedDeviceLoss()) << log().toStdString();
+    expectNothingToRead();
+}
+
+void ColourFaultCell::pulledBeforeTheRead() {
+    using namespace FaultBudget;
+    start();
+    connectHealthy();
+    ASSERT_EQ(measure(15000).event, "finished");
+    model().unplug();
+    pumpEvents(100);
+    SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
+    qint64 ms = 0;
+    EXPECT_EQ(readLvXy(&data, &ms), RESULT_OK);
+    EXPECT_LE(ms, allowedMs(0));
+    EXPECT_FLOAT_EQ(data.x, 0.3127f);
+    EXPECT_FLOAT_EQ(data.y, 0.3290f);
+    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
+
+    expectFailed(measureWithin(silentReadMs(1, m_conversation.modeWaitMs)), RESULT_PORT_LOST);
+    EXPECT_FALSE(host().IsConnected());
+    EXPECT_TRUE(loggedDeviceLoss()) << log().toStdString();
 }
 
 bool FaultCell::loggedLine(const QString& text) const {

@@ -1,8 +1,9 @@
 #pragma once
 
 // Shared pieces of the fault-matrix tests: the drivers' read budgets as the command channel spends
-// them, a fixture that runs one cell through the host's facade on a simulated instrument, and model
-// wrappers that pull the adapter at a chosen moment.
+// them, a fixture that runs one cell through the host's facade on a simulated instrument, the parts
+// of a cell that every family shares (and those the two colour drivers share), and model wrappers
+// that pull the adapter at a chosen moment.
 
 #include "IMinolta.h"
 #include "InstrumentModel.h"
@@ -87,11 +88,26 @@ constexpr int answeredReadMs(int replyBytes = 0) {
     return 2 * kPortReadMs + replyBytes * kSplitGapMs;
 }
 
+// ThreadSanitizer makes every event-loop turn, timer and thread switch several times slower, and
+// the port is read in 20 ms slices made of exactly those: the same budget takes more wall-clock time
+// under it (about two and a half times on two loaded cores).
+#if defined(__SANITIZE_THREAD__)
+constexpr int kSlowdown = 3;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+constexpr int kSlowdown = 3;
+#else
+constexpr int kSlowdown = 1;
+#endif
+#else
+constexpr int kSlowdown = 1;
+#endif
+
 // The most a call may take on a loaded two-core machine (sanitizers, parallel tests) when its
-// budget is `budgetMs`: half as long again plus three seconds. Enough to tell a budget kept from a
-// wait that was not cut short or a loop that did not end.
+// budget is `budgetMs`: half as long again plus three seconds (times the slowdown above). Enough to
+// tell a budget kept from a wait that was not cut short or a loop that did not end.
 constexpr int allowedMs(int budgetMs) {
-    return budgetMs + budgetMs / 2 + 3000;
+    return kSlowdown * (budgetMs + budgetMs / 2 + 3000);
 }
 
 } // namespace FaultBudget
@@ -226,6 +242,53 @@ protected:
     // measurement finishes and its reading reads back.
     void expectHealthyAgain(Recovery how);
 
+    // --- What every family's cells share ----------------------------------------------------------
+
+    // The family's instrument started with `fault` present, then Connect.
+    Timed connectDespite(SimFault fault);
+    // The family's instrument started at the other line speed of detection, then Connect.
+    Timed connectAtTheWrongSpeed();
+    // The family's instrument, pulled when `trigger` arrives, then Connect (which must have fired it).
+    template <class Model> Timed connectPulledOn(const QByteArray& trigger) {
+        auto* pulled = new PullOnCommand<Model>(trigger);
+        start(std::unique_ptr<InstrumentModel>(pulled));
+        const Timed connected = connect();
+        EXPECT_TRUE(pulled->fired());
+        return connected;
+    }
+    // Detection on a line where nothing came back: a failure after every trial ran out (and no sooner
+    // than their sleeps), nobody told, nothing connected, both line speeds opened in silence.
+    void expectSilentDetection(const Timed& connected);
+    // Detection failed within `budgetMs` of trials, and nobody was told.
+    void expectDetectionFailed(const Timed& connected, int budgetMs = FaultBudget::kSilentDetectionMs);
+    // A reply that may or may not have kept its head: within `budgetMs`, either this family was found
+    // (a reply cut to its buffer, when `cutToBuffer`, says so in the log) or detection failed and
+    // nobody was told.
+    void expectDetectionEitherWay(const Timed& connected, int budgetMs, bool cutToBuffer);
+    // The cells of detection that end the same for every family: garbage refused, the garbage
+    // logged; a cut reply refused, its half logged as `halfReply`; an overlong reply kept in its
+    // buffer; a reply split into single bytes within `budgetMs`; the wrong line speed like silence.
+    Timed garbageAtConnect();
+    Timed cutReplyAtConnect(const QString& halfReply);
+    void overlongReplyAtConnect();
+    void replySplitAtConnect(int budgetMs);
+    void wrongLineSpeedAtConnect();
+
+    // A healthy Connect to the family's driver, then `fault` set; the instrument's record and the
+    // watcher's calls start afresh.
+    void faultAfterConnect(SimFault fault);
+    // Measures, giving the outcome `budgetMs` (with the margin) and checking it came within that.
+    Outcome measureWithin(int budgetMs);
+    // The watchers heard a failure with `code`.
+    void expectFailed(const Outcome& outcome, unsigned long code = RESULT_FAIL);
+    // Either outcome will do: a success, or the plain failure. True if it finished.
+    bool finishedOrFailed(const Outcome& outcome);
+    // The host's reads, timed.
+    unsigned long readLvXy(SChromameterMeasureData* data, qint64* ms);
+    double readOut(qint64* ms);
+    // A read after a failed measurement serves nothing, at once: there is nothing valid to serve.
+    void expectNothingToRead();
+
     // Whether a diagnostic line holding `text` was logged.
     bool logged(const QString& text) const { return m_messages.contains(text); }
     int loggedCount(const QString& text) const { return m_messages.count(text); }
@@ -244,8 +307,39 @@ protected:
     RecordingWatcher watcher;
 
 private:
+    bool holdsFamilyDriver() const;
+
     QString m_family;
     MessageCapture m_messages;
     std::unique_ptr<InstrumentModel> m_model;
     std::unique_ptr<IMinolta> m_facade;
+};
+
+// The cells the two colour drivers share: the same conversation ("MDS" sets the display mode, the
+// measure command reads the values within the measurement), only its line end and budgets differ.
+class ColourFaultCell : public FaultCell {
+protected:
+    struct Conversation {
+        QByteArray measure;       // the measure command
+        int measurementLineBytes; // the measure command's answer for the default reading
+        int modeWaitMs;           // the wait of one try of a display-mode read
+        int measureWaitMs;        // the wait of one try of a measurement read
+    };
+    ColourFaultCell(const QString& family, const Conversation& conversation)
+        : FaultCell(family), m_conversation(conversation) {}
+    const Conversation& conversation() const { return m_conversation; }
+
+    // The display mode's answer spoiled by `fault`: the measurement fails at once without measuring,
+    // and nothing is left to read.
+    void failsAtTheDisplayModeAnswer(SimFault fault);
+    // Replies split into single bytes: either outcome, within the budget their bytes take.
+    void replySplitWhileMeasuring();
+    // The adapter pulled as the measure command arrives: the lost port's code, disconnected.
+    void pulledDuringMeasurement();
+    // The values are read within the measurement: pulled after it, the host's read still serves them
+    // from memory, and the next measurement reports the loss.
+    void pulledBeforeTheRead();
+
+private:
+    Conversation m_conversation;
 };

@@ -3,9 +3,12 @@
 #include "ChromameterDetector.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QThread>
+
+#include <gtest/gtest.h>
 
 #include <vector>
 
@@ -23,6 +26,21 @@ bool waitUntil(const std::function<bool()>& pred, int timeoutMs) {
 
 void pumpEvents(int ms) {
     waitUntil([] { return false; }, ms);
+}
+
+QDateTime nowToTheSecond() {
+    QDateTime now = QDateTime::currentDateTime();
+    now.setTime(QTime(now.time().hour(), now.time().minute(), now.time().second()));
+    return now;
+}
+
+void expectStampBetween(const QByteArray& stamp, const QDateTime& before, const QDateTime& after) {
+    ASSERT_EQ(stamp.size(), 19) << stamp.constData();
+    const QDateTime when =
+        QDateTime::fromString(QString::fromLatin1(stamp), QStringLiteral("yyyy,MM,dd,hh,mm,ss"));
+    ASSERT_TRUE(when.isValid()) << stamp.constData();
+    EXPECT_LE(before, when) << stamp.constData();
+    EXPECT_LE(when, after) << stamp.constData();
 }
 
 CatalogueScope::CatalogueScope(const QStringList& names, const QStringList& descriptions) {
@@ -143,4 +161,14 @@ QString RecordingWatcher::last() const {
 void RecordingWatcher::clear() {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_events.clear();
+}
+
+void expectDefaultReadingMeasured(IMinolta& host, const RecordingWatcher& watcher) {
+    EXPECT_EQ(host.Measure(false), RESULT_OK);
+    ASSERT_TRUE(waitUntil([&] { return watcher.count(QStringLiteral("finished")) == 1; }, 10000));
+    SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
+    ASSERT_EQ(host.ReadLvXy(data), RESULT_OK);
+    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
+    EXPECT_FLOAT_EQ(data.x, 0.3127f);
+    EXPECT_FLOAT_EQ(data.y, 0.3290f);
 }

@@ -2,6 +2,8 @@
 
 #include "IMinolta.h"
 
+#include <QByteArray>
+#include <QDateTime>
 #include <QString>
 #include <QStringList>
 
@@ -14,6 +16,11 @@
 bool waitUntil(const std::function<bool()>& pred, int timeoutMs);
 // Runs the calling thread's Qt event loop for ms milliseconds.
 void pumpEvents(int ms);
+
+// The moment now, to the second, as an instrument's date stamp carries it.
+QDateTime nowToTheSecond();
+// Checks a "yyyy,MM,dd,hh,mm,ss" stamp lies between two moments.
+void expectStampBetween(const QByteArray& stamp, const QDateTime& before, const QDateTime& after);
 
 // Points detection at these ports (names and descriptions); restores the system list on destruction.
 class CatalogueScope {
@@ -60,3 +67,7 @@ private:
     mutable std::mutex m_mutex;
     std::vector<Event> m_events;
 };
+
+// One measurement through `host`, as a host makes it: `watcher` (registered with it) hears it finish
+// and the simulator's default reading reads back.
+void expectDefaultReadingMeasured(IMinolta& host, const RecordingWatcher& watcher);

@@ -1,0 +1,14 @@
+#include "DetectorPort.h"
+
+#include "ChromameterDetector.h"
+
+#include <QSerialPort>
+
+SerialPortCross& detectorPort() {
+    return CChromameterDetector::GetInstance()->m_port;
+}
+
+bool openDetectorPort(const QString& path, int baud) {
+    return detectorPort().Open(path, QSerialPort::BaudRate(baud), QSerialPort::NoParity, QSerialPort::Data8,
+                               QSerialPort::OneStop, QSerialPort::NoFlowControl);
+}

@@ -1,0 +1,66 @@
+#pragma once
+
+// The end-to-end tests' view of the library, as a host has it: a family's simulated instrument on a
+// pseudo-terminal that detection is pointed at, a facade from the exported factory, and a watcher
+// registered through it.
+
+#include "ChromameterMinoltaApi.h"
+#include "IMinolta.h"
+#include "MinoltaVistor.h"
+#include "TestSupport.h"
+
+#include <QString>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+template <class Model> class HostFixture : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(model.start());
+        m_scope.reset(new CatalogueScope({model.portPath()}));
+    }
+
+    void TearDown() override {
+        // Let a worker that has just notified return before the watcher goes away.
+        pumpEvents(100);
+        CMinoltaVistor::GetInstance()->Unregister(&watcher);
+    }
+
+    // A facade from the factory, with the watcher registered through it.
+    void createFacade() {
+        IMinolta* created = nullptr;
+        ASSERT_EQ(CreateChromameterMinolta(&created), RESULT_OK);
+        facade.reset(created);
+        EXPECT_EQ(facade->RegisterWatcher(&watcher), 1UL);
+    }
+
+    // Detection through a new facade, as a host does it.
+    void connectThroughFacade() {
+        ASSERT_NO_FATAL_FAILURE(createFacade());
+        ASSERT_EQ(facade->Connect(), RESULT_OK);
+    }
+
+    // Pumps the host's event loop until the watcher hears a measurement's outcome.
+    bool waitForOutcome(int timeoutMs = 15000) {
+        return waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, timeoutMs);
+    }
+
+    // Starts a measurement with the watcher's record cleared, and waits for its outcome: the
+    // watcher's last call, or empty when none came in time.
+    QString measure(bool tcp = false, int timeoutMs = 15000) {
+        watcher.clear();
+        EXPECT_EQ(facade->Measure(tcp), RESULT_OK);
+        if (!waitForOutcome(timeoutMs))
+            return QString();
+        return watcher.last();
+    }
+
+    Model model;
+    RecordingWatcher watcher;
+    std::unique_ptr<IMinolta> facade;
+
+private:
+    std::unique_ptr<CatalogueScope> m_scope;
+};
