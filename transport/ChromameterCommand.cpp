@@ -2,12 +2,61 @@
 
 #include "ChromameterDetector.h"
 
+#include <QMetaObject>
+#include <QSharedPointer>
+#include <QThread>
+
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <unistd.h>
+
+namespace {
+
+// How long a sender off the port's thread waits for its command to leave: the write's own drain limit.
+const int kQueuedWriteWaitMs = 100;
+
+// Raised by the port's thread once it has run the writes queued before it. Shared by the poster and
+// the queued call, so a call that runs after its sender stopped waiting still finds it alive.
+struct QueuedWriteMark {
+    std::mutex mutex;
+    std::condition_variable ran;
+    bool done = false;
+};
+
+// Waits, at most timeoutMs, until the port's thread has run every write this thread queued to it.
+// The mark is queued to the same thread behind those writes, and that thread runs its queued calls in
+// the order they were posted. A write still queued when the wait gives up runs later all the same.
+void waitForQueuedWrites(SerialPortCross& port, int timeoutMs) {
+    // Qt's shared pointer: std::make_shared would export a unique symbol, which also keeps the library
+    // from ever unloading.
+    const QSharedPointer<QueuedWriteMark> mark = QSharedPointer<QueuedWriteMark>::create();
+    QMetaObject::invokeMethod(
+        &port,
+        [mark] {
+            std::lock_guard<std::mutex> lock(mark->mutex);
+            mark->done = true;
+            mark->ran.notify_all();
+        },
+        Qt::QueuedConnection);
+    std::unique_lock<std::mutex> lock(mark->mutex);
+    mark->ran.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&mark] { return mark->done; });
+}
+
+} // namespace
 
 bool CChromameterCommand::Send(const char* data, int length) {
     CChromameterDetector* detector = CChromameterDetector::GetInstance();
-    return detector->Write(data, unsigned(length)) == unsigned(length);
+    const bool sent = detector->Write(data, unsigned(length)) == unsigned(length);
+    // From any other thread the write is queued to the port's thread. Wait (briefly) for it to run:
+    // the sender's next step is a read that holds the port's lock, and a write still queued behind it
+    // would leave only after that read had found nothing. The port's own thread wrote at once and
+    // must never wait for itself.
+    SerialPortCross& port = detector->m_port;
+    if (QThread::currentThread() != port.thread())
+        waitForQueuedWrites(port, kQueuedWriteWaitMs);
+    return sent;
 }
 
 bool CChromameterCommand::Read(char** reply, int& length, int tries, int waitMs) {

@@ -21,7 +21,7 @@ QString chunkText(const QByteArray& chunk) {
 
 SerialPortCross::SerialPortCross()
     : QObject(nullptr), m_pSerialPort(nullptr), m_bReadyRead(false), m_bDeviceLost(false),
-      m_lostErrorsLogged(0), m_openCount(0) {
+      m_lostErrorsLogged(0), m_openCount(0), m_readingThread(nullptr) {
     m_pSerialPort = new QSerialPort(nullptr);
 }
 
@@ -127,6 +127,7 @@ unsigned int SerialPortCross::Read(void* lpBuf, unsigned int, unsigned int capac
         return 0;
     }
     // Coarse waiting by design: the flag is looked at only between 20 ms slices.
+    m_readingThread.store(QThread::currentThreadId());
     for (int slice = 0; slice < 4; ++slice) {
         QEventLoop loop;
         QTimer::singleShot(20, &loop, SLOT(quit()));
@@ -135,6 +136,7 @@ unsigned int SerialPortCross::Read(void* lpBuf, unsigned int, unsigned int capac
         if (m_bReadyRead)
             break;
     }
+    m_readingThread.store(nullptr);
     QByteArray chunk;
     {
         QMutexLocker recvLock(&m_recvMutex);
@@ -158,7 +160,10 @@ unsigned int SerialPortCross::Read(void* lpBuf, unsigned int, unsigned int capac
 }
 
 unsigned int SerialPortCross::Write(const void* lpBuf, unsigned int dwCount) {
-    QMutexLocker lock(&m_mutex);
+    // Run from the wait slices of this thread's own Read, the lock is already this thread's: the read
+    // only waits meanwhile, so the write goes ahead under it instead of locking a second time.
+    const bool insideOwnRead = m_readingThread.load() == QThread::currentThreadId();
+    QMutexLocker lock(insideOwnRead ? nullptr : &m_mutex);
     if (!m_pSerialPort->isOpen())
         return 0;
     const QByteArray data(static_cast<const char*>(lpBuf), int(dwCount));

@@ -6,6 +6,8 @@
 #include <QSerialPort>
 #include <QString>
 
+#include <atomic>
+
 // The library's one serial port: opened by the detector, written through the detector's doWrite
 // signal, read by the command channel.
 class SerialPortCross : public QObject {
@@ -56,4 +58,8 @@ private:
     // Successful opens so far, so a close handed over from a worker thread can tell whether the
     // port it meant is still the open one.
     quint64 m_openCount;
+    // The thread inside Read, holding m_mutex, while it waits. A write queued from a worker runs on
+    // the port's thread, also inside that thread's own Read (its wait slices run the event loop);
+    // there it must not take m_mutex again, which would hang the thread for good.
+    std::atomic<Qt::HANDLE> m_readingThread;
 };

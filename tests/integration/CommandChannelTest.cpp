@@ -1,14 +1,18 @@
 // The command channel: sends through the detector's doWrite, reads from the detector's port.
 #include "ChromameterCommand.h"
 #include "ChromameterDetector.h"
+#include "DetectorPort.h"
 #include "ScriptedInstrument.h"
 #include "TestSupport.h"
 
 #include <QElapsedTimer>
+#include <QMetaObject>
+#include <QThread>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstring>
 #include <memory>
 #include <thread>
 
@@ -18,12 +22,6 @@ std::unique_ptr<ScriptedInstrument> startInstrument() {
     auto sim = std::make_unique<ScriptedInstrument>();
     EXPECT_TRUE(sim->start());
     return sim;
-}
-
-bool openDetectorPort(const QString& path) {
-    return CChromameterDetector::GetInstance()->m_port.Open(path, QSerialPort::Baud9600,
-                                                            QSerialPort::NoParity, QSerialPort::Data8,
-                                                            QSerialPort::OneStop, QSerialPort::NoFlowControl);
 }
 
 bool allZero(const char* buf, int size) {
@@ -184,4 +182,128 @@ TEST(CommandChannel, ReplyBufferIsZeroFilledAndOwnedByTheCaller) {
     EXPECT_TRUE(allZero(reply + length, CHROMAMETER_REPLY_SIZE - length));
     CChromameterDetector::GetInstance()->ReleaseBuf(&reply);
     EXPECT_EQ(reply, nullptr);
+}
+
+TEST(CommandChannel, CommandSentFromWorkerLeavesBeforeTheWorkersFirstRead) {
+    auto sim = startInstrument();
+    sim->on("PING\n", "OK00\r\n");
+    ASSERT_TRUE(openDetectorPort(sim->portPath()));
+    std::atomic<bool> done{false};
+    std::atomic<bool> sent{false};
+    std::atomic<bool> answered{false};
+    QByteArray reply;
+    std::thread worker([&] {
+        sent = CChromameterCommand().Send("PING\n", 5);
+        // One port read and no second chance: it finds the answer only if the command was already
+        // out when it took the port's lock.
+        char* buf = nullptr;
+        int length = -1;
+        answered = CChromameterCommand().Read(&buf, length, 1, 0);
+        reply = QByteArray(buf, length > 0 ? length : 0);
+        delete[] buf;
+        done = true;
+    });
+    EXPECT_TRUE(waitUntil([&] { return done.load(); }, 5000));
+    worker.join();
+    EXPECT_TRUE(sent);
+    EXPECT_TRUE(answered);
+    EXPECT_EQ(reply, QByteArray("OK00\r\n"));
+    EXPECT_EQ(sim->received(), QByteArray("PING\n"));
+}
+
+TEST(CommandChannel, CommandSentFromWorkerHasLeftWhenSendReturns) {
+    auto sim = startInstrument();
+    ASSERT_TRUE(openDetectorPort(sim->portPath()));
+    std::atomic<bool> returned{false};
+    std::atomic<bool> sent{false};
+    std::thread worker([&] {
+        sent = CChromameterCommand().Send("MES,1\n", 6);
+        returned = true;
+    });
+    // The port's thread runs its event loop only until Send has returned, and never again below.
+    EXPECT_TRUE(waitUntil([&] { return returned.load(); }, 5000));
+    worker.join();
+    EXPECT_TRUE(sent);
+    for (int i = 0; i < 400 && sim->received().size() < 6; ++i)
+        QThread::msleep(5);
+    EXPECT_EQ(sim->received(), QByteArray("MES,1\n"));
+}
+
+TEST(CommandChannel, SendFromWorkerWhilePortsThreadIsBlockedReturnsAndTheCommandLeavesLater) {
+    auto sim = startInstrument();
+    ASSERT_TRUE(openDetectorPort(sim->portPath()));
+    bool sent = false;
+    qint64 elapsed = -1;
+    // The port's thread is blocked in join() and runs no event loop while the worker sends.
+    std::thread worker([&] {
+        char* bytes = new char[8];
+        std::memcpy(bytes, "MES,1\n", 6);
+        QElapsedTimer timer;
+        timer.start();
+        sent = CChromameterCommand().Send(bytes, 6);
+        elapsed = timer.elapsed();
+        // The sender's buffer is gone long before the port's thread gets to the write.
+        std::memset(bytes, 'X', 8);
+        delete[] bytes;
+    });
+    worker.join();
+    EXPECT_TRUE(sent);
+    // Bounded by the write's drain limit of 100 ms; generous for a loaded machine.
+    EXPECT_LT(elapsed, 2000);
+    QThread::msleep(50);
+    EXPECT_TRUE(sim->received().isEmpty());
+    // Not lost: it leaves as soon as the port's thread runs again.
+    EXPECT_TRUE(waitUntil([&] { return sim->received().size() >= 6; }, 2000));
+    pumpEvents(50);
+    EXPECT_EQ(sim->received(), QByteArray("MES,1\n"));
+}
+
+TEST(CommandChannel, SendsFromWorkerWhilePortsThreadIsBlockedLeaveInOrder) {
+    auto sim = startInstrument();
+    ASSERT_TRUE(openDetectorPort(sim->portPath()));
+    std::atomic<int> sentCount{0};
+    std::thread worker([&] {
+        // One byte at a time from a short-lived string, as the Photo Research driver sends.
+        for (const char* p = "PHOTO"; *p; ++p) {
+            const char one[2] = {*p, '\0'};
+            if (CChromameterCommand().Send(one, 1))
+                ++sentCount;
+        }
+    });
+    worker.join();
+    EXPECT_EQ(sentCount.load(), 5);
+    EXPECT_TRUE(sim->received().isEmpty());
+    EXPECT_TRUE(waitUntil([&] { return sim->received().size() >= 5; }, 2000));
+    pumpEvents(50);
+    EXPECT_EQ(sim->received(), QByteArray("PHOTO"));
+}
+
+TEST(CommandChannel, SendOnThePortsThreadWritesWithinTheCallAndNeverWaitsForItsOwnQueue) {
+    auto sim = startInstrument();
+    ASSERT_TRUE(openDetectorPort(sim->portPath()));
+    bool queuedRan = false;
+    QMetaObject::invokeMethod(
+        &CChromameterDetector::GetInstance()->m_port, [&queuedRan] { queuedRan = true; },
+        Qt::QueuedConnection);
+    EXPECT_TRUE(CChromameterCommand().Send("COM,1\n", 6));
+    // Written inside the call: it neither ran this thread's queue nor waited for it.
+    EXPECT_FALSE(queuedRan);
+    for (int i = 0; i < 400 && sim->received().size() < 6; ++i)
+        QThread::msleep(5);
+    EXPECT_EQ(sim->received(), QByteArray("COM,1\n"));
+    pumpEvents(20);
+    EXPECT_TRUE(queuedRan);
+}
+
+TEST(CommandChannel, SendFromWorkerOnClosedPortStillReturnsTrue) {
+    ASSERT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
+    std::atomic<bool> done{false};
+    std::atomic<bool> sent{false};
+    std::thread worker([&] {
+        sent = CChromameterCommand().Send("COM,1\n", 6);
+        done = true;
+    });
+    EXPECT_TRUE(waitUntil([&] { return done.load(); }, 5000));
+    worker.join();
+    EXPECT_TRUE(sent);
 }

@@ -18,6 +18,7 @@
 #include <fcntl.h>
 #include <memory>
 #include <termios.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -565,4 +566,24 @@ TEST(SerialPortCross, OverlongReplyInPiecesIsCutAtTheReplyBufferAndTakenWhole) {
     EXPECT_EQ(sim->bytesSent(), 5000);
     char next[64] = {};
     EXPECT_EQ(detector->m_port.Read(next, sizeof next), 0u);
+}
+
+TEST(SerialPortCross, WriteQueuedFromWorkerRunsInsideThePortsThreadsOwnReadWithoutHanging) {
+    auto sim = startInstrument();
+    sim->on("PING\n", "PONG\r\n");
+    CChromameterDetector* detector = CChromameterDetector::GetInstance();
+    ASSERT_TRUE(openAt(detector->m_port, sim->portPath()));
+    // Queued before the port's thread reads, so the read's own wait slices are what run it.
+    std::thread worker([detector] { detector->Write("PING\n", 5); });
+    worker.join();
+    EXPECT_TRUE(sim->received().isEmpty());
+    char buf[64] = {};
+    unsigned n = detector->m_port.Read(buf, sizeof buf);
+    // The write went out from inside the read: the instrument hears the command and its answer is
+    // there for this read or the next.
+    EXPECT_TRUE(waitUntil([&] { return sim->received() == QByteArray("PING\n"); }, 2000))
+        << sim->received().constData();
+    for (int i = 0; i < 20 && n == 0; ++i)
+        n = detector->m_port.Read(buf, sizeof buf);
+    EXPECT_EQ(QByteArray(buf, int(n)), QByteArray("PONG\r\n"));
 }
