@@ -179,26 +179,19 @@ public:
         m_dY = 0.329;
     }
 };
-class PrimedAnalyser : public CChromameterMinoltaCas40 {
+// The two colour drivers keep the same state under the same names.
+template <class ColourDriver> class PrimedColour : public ColourDriver {
 public:
     void prime() {
-        m_bMeasureSucceed = m_bReaded = true;
-        m_dLv = 120.5;
-        m_dX = 0.3127;
-        m_dY = 0.329;
-        m_dTcp = 6504;
+        this->m_bMeasureSucceed = this->m_bReaded = true;
+        this->m_dLv = 120.5;
+        this->m_dX = 0.3127;
+        this->m_dY = 0.329;
+        this->m_dTcp = 6504;
     }
 };
-class PrimedJingce : public CChromameterWuHanJingCe {
-public:
-    void prime() {
-        m_bMeasureSucceed = m_bReaded = true;
-        m_dLv = 120.5;
-        m_dX = 0.3127;
-        m_dY = 0.329;
-        m_dTcp = 6504;
-    }
-};
+using PrimedAnalyser = PrimedColour<CChromameterMinoltaCas40>;
+using PrimedJingce = PrimedColour<CChromameterWuHanJingCe>;
 class PrimedLuminance : public CLuminanceMeter {
 public:
     void prime() { m_bMeasureSucceed = m_bReaded = true; }
