@@ -1,8 +1,7 @@
 #include "InstrumentSession.h"
 
-#include "ChromameterDetector.h"
+#include "ChromameterMinoltaApi.h"
 #include "HostWatcher.h"
-#include "IMinolta.h"
 #include "InstrumentModel.h"
 #include "SimFamilies.h"
 #include "SimReadingText.h"
@@ -16,10 +15,13 @@
 #include <QStringList>
 #include <QTextStream>
 
-// The plugin's factory, as a host declares it (the library exports it unmangled).
-extern "C" unsigned long CreateChromameterMinolta(IMinolta** out);
-
 namespace {
+// The family detection recorded: the facade keeps its driver's type number in IMinolta's protected
+// state, which a class derived from the interface may name.
+struct DetectedType : IMinolta {
+    static int of(IMinolta* minolta) { return minolta->*(&DetectedType::m_nType); }
+};
+
 PortListing listing(const QString& name, const QString& description) {
     PortListing port;
     port.name = name;
@@ -172,8 +174,7 @@ int InstrumentSession::detect() {
         if (result != RESULT_OK)
             continue;
         m_connected = true;
-        // The family is what detection recorded: the exported detector's type number.
-        const int type = CChromameterDetector::GetInstance()->m_nInstrumentType;
+        const int type = DetectedType::of(m_minolta);
         m_info.type = type;
         m_info.family = SimFamilyName(type);
         m_info.title = SimFamilyTitle(type);

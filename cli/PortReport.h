@@ -1,7 +1,7 @@
 #pragma once
 
 #include "CliOptions.h"
-#include "PortFilter.h"
+#include "transport/PortFilter.h"
 
 #include <QList>
 #include <QString>

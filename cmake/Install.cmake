@@ -22,7 +22,7 @@ install(TARGETS ChromameterMinolta EXPORT ChromameterMinoltaTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(FILES ${CMAKE_SOURCE_DIR}/interface/IMinolta.h ${CMAKE_SOURCE_DIR}/interface/ChromameterMinoltaApi.h
+install(FILES ${PROJECT_SOURCE_DIR}/interface/IMinolta.h ${PROJECT_SOURCE_DIR}/interface/ChromameterMinoltaApi.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ChromameterMinolta)
 
 # The installed tools find the installed plugin beside them, wherever the prefix is.
@@ -44,7 +44,7 @@ endforeach()
 install(EXPORT ChromameterMinoltaTargets
     NAMESPACE ChromameterMinolta::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ChromameterMinolta)
-configure_package_config_file(${CMAKE_SOURCE_DIR}/cmake/ChromameterMinoltaConfig.cmake.in
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/ChromameterMinoltaConfig.cmake.in
     ${CMAKE_BINARY_DIR}/ChromameterMinoltaConfig.cmake
     INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ChromameterMinolta)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/ChromameterMinoltaConfigVersion.cmake
@@ -59,13 +59,13 @@ install(FILES ${CMAKE_BINARY_DIR}/ChromameterMinoltaConfig.cmake
 foreach(placeholder CHROMA_PC_PREFIX CHROMA_PC_FULL_LIBDIR CHROMA_PC_FULL_INCLUDEDIR)
     set(${placeholder} "@${placeholder}@")
 endforeach()
-configure_file(${CMAKE_SOURCE_DIR}/cmake/chromameterminolta.pc.in
+configure_file(${PROJECT_SOURCE_DIR}/cmake/chromameterminolta.pc.in
     ${CMAKE_BINARY_DIR}/chromameterminolta.pc.in @ONLY)
 install(CODE "set(CHROMA_PC_TEMPLATE \"${CMAKE_BINARY_DIR}/chromameterminolta.pc.in\")
 set(CHROMA_PC_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
 set(CHROMA_PC_INCLUDEDIR \"${CMAKE_INSTALL_INCLUDEDIR}\")")
-install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/InstallPkgConfig.cmake)
+install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/InstallPkgConfig.cmake)
 
 # What a host team reads first.
-install(FILES ${CMAKE_SOURCE_DIR}/README.md ${CMAKE_SOURCE_DIR}/docs/host-guide.md
-    ${CMAKE_SOURCE_DIR}/docs/protocols.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/docs/host-guide.md
+    ${PROJECT_SOURCE_DIR}/docs/protocols.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)

@@ -2,8 +2,8 @@
 // cut into comma fields and the values taken from fields 3 to 5 (or 3 alone for the colour
 // temperature), exactly as the driver's measurement exchange applies them.
 
-#include "ColourTextProtocol.h"
 #include "FuzzCheck.h"
+#include "drivers/ColourTextProtocol.h"
 
 #include <QString>
 #include <QStringList>

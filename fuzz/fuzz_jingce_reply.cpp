@@ -1,8 +1,8 @@
 // The Jingce colorimeter's replies: the blank-and-semicolon reply of the luminance-and-chromaticity
 // mode ("OK00 3127;3290;120.5") and the comma reply of the colour-temperature mode (field 4).
 
-#include "ColourTextProtocol.h"
 #include "FuzzCheck.h"
+#include "drivers/ColourTextProtocol.h"
 
 #include <QString>
 #include <QStringList>

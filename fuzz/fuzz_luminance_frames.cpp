@@ -3,7 +3,7 @@
 // read-out reply, and a command frame as the simulated instrument takes it apart.
 
 #include "FuzzCheck.h"
-#include "LuminanceFrames.h"
+#include "drivers/LuminanceFrames.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include "FuzzCheck.h"
 #include "IMinolta.h"
-#include "PhotoResearchProtocol.h"
+#include "drivers/PhotoResearchProtocol.h"
 
 #include <QString>
 #include <QStringList>

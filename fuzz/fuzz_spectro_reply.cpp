@@ -3,7 +3,7 @@
 // from three integers.
 
 #include "FuzzCheck.h"
-#include "SpectroProtocol.h"
+#include "drivers/SpectroProtocol.h"
 
 #include <QList>
 

@@ -17,4 +17,4 @@ extern "C" CHROMAMETER_API unsigned long CreateChromameterMinolta(IMinolta** out
 // Replaces the list of serial ports that detection scans with `count` pairs of port name and
 // description (copied at the call). count < 0 restores the system's list.
 extern "C" CHROMAMETER_API void ChromameterSetPortCatalogue(const char* const* portNames,
-                                                           const char* const* descriptions, int count);
+                                                            const char* const* descriptions, int count);

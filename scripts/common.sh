@@ -32,16 +32,30 @@ install_dependencies() {
     fi
 }
 
-# configure_and_build BUILD_DIR [cmake options...]
+# configure_and_build BUILD_DIR [cmake options...] [-- targets...]
+# Configures once (later calls only apply the options given) and builds the targets named after
+# "--", or everything.
 configure_and_build() {
     local dir="$1"
     shift
+    local options=() targets=()
+    while (($#)); do
+        if [[ "$1" == "--" ]]; then
+            shift
+            targets=("$@")
+            break
+        fi
+        options+=("$1")
+        shift
+    done
     local generator=()
     command -v ninja >/dev/null && generator=(-G Ninja)
     if [[ ! -f "$dir/CMakeCache.txt" ]]; then
-        cmake -S "$ROOT" -B "$dir" "${generator[@]}" "$@"
+        cmake -S "$ROOT" -B "$dir" "${generator[@]}" "${options[@]}"
     else
-        cmake -S "$ROOT" -B "$dir" "$@" >/dev/null
+        cmake -S "$ROOT" -B "$dir" "${options[@]}" >/dev/null
     fi
-    cmake --build "$dir" -j "$JOBS"
+    local build=(cmake --build "$dir" -j "$JOBS")
+    ((${#targets[@]})) && build+=(--target "${targets[@]}")
+    "${build[@]}"
 }

@@ -1,17 +1,16 @@
 #pragma once
 
+#include "ChromameterMinoltaApi.h"
 #include "IMinolta.h"
 #include "SerialPortCross.h"
 
 #include <QObject>
 #include <QString>
 
-#define CHROMAMETER_EXPORT __attribute__((visibility("default")))
-
 typedef unsigned int DWORD;
 
 // Process-wide owner of the serial port and of the current instrument driver.
-class CHROMAMETER_EXPORT CChromameterDetector : public QObject {
+class CHROMAMETER_API CChromameterDetector : public QObject {
     Q_OBJECT
 
 public:
@@ -42,8 +41,3 @@ public:
 signals:
     DWORD doWrite(const void* lpBuf, DWORD dwCount);
 };
-
-// Replaces the list of ports that detection scans (port names and descriptions, copied at the call);
-// count < 0 restores the system's list.
-extern "C" CHROMAMETER_EXPORT void ChromameterSetPortCatalogue(const char* const* portNames,
-                                                               const char* const* descriptions, int count);

@@ -1,6 +1,6 @@
 #include "PortCatalogue.h"
 
-#include "ChromameterDetector.h"
+#include "ChromameterMinoltaApi.h"
 
 #include <QMutex>
 #include <QMutexLocker>

@@ -1,7 +1,7 @@
 #include "LuminanceModel.h"
 
 // The frames are built by the same inline code the driver uses, so both sides always agree.
-#include "../../drivers/LuminanceFrames.h"
+#include "drivers/LuminanceFrames.h"
 
 #include <cstring>
 

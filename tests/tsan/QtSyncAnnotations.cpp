@@ -20,7 +20,8 @@
 //
 // It needs neither Qt nor ThreadSanitizer to load, so it can be preloaded into a whole test run
 // (ctest itself and the compilers a test starts included): the sanitizer's entry points are looked
-// up weakly, Qt's only when one of its functions is first called through here. Built with (one line):
+// up weakly, Qt's only when one of its functions is first called through here. CMake builds it in a
+// ThreadSanitizer build (-DCHROMA_TSAN=ON) as build-dir/libqtsync-tsan.so, like this one line:
 //   g++ -shared -fPIC -O1 -DQT_NO_VERSION_TAGGING $(pkg-config --cflags Qt5Core)
 //       tests/tsan/QtSyncAnnotations.cpp -o libqtsync-tsan.so -ldl
 
