@@ -4,6 +4,7 @@
 #include "AnalyserModel.h"
 #include "ChromameterDetector.h"
 #include "ChromameterMinoltaApi.h"
+#include "InstrumentFamilies.h"
 #include "InstrumentModel.h"
 #include "JingceModel.h"
 #include "PhotoResearchModel.h"
@@ -349,7 +350,7 @@ void benchWire(IMinolta* facade) {
         facade->UnregisterWatcher(&watcher);
         facade->Disconnect();
         const WireMinimum minimum = wireMinimum(type, model.get());
-        const int baud = type == 4 ? 115200 : 9600;
+        const int baud = InstrumentFamilyOf(type)->baud;
         const double wireMs = double(toInstrument + fromInstrument) * 10.0 * 1000.0 / baud;
         line(QStringLiteral("wire %1: %2 B to instrument + %3 B back = %4 B; minimum %5 + %6 = %7 B (%8); "
                             "ratio %9; %10 ms of line time at %11 baud%12")

@@ -8,6 +8,7 @@
 #include "StatusConsole.h"
 #include "TraceLog.h"
 #include "TrafficTap.h"
+#include "drivers/InstrumentFamilies.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -176,14 +177,13 @@ int InstrumentSession::detect() {
         m_connected = true;
         const int type = DetectedType::of(m_minolta);
         m_info.type = type;
-        m_info.family = SimFamilyName(type);
-        m_info.title = SimFamilyTitle(type);
-        if (m_info.family.isEmpty())
-            m_info.family = m_info.title = QStringLiteral("unknown");
+        const InstrumentFamily* family = InstrumentFamilyOf(type);
+        m_info.family = family ? QString::fromLatin1(family->name) : QStringLiteral("unknown");
+        m_info.title = family ? QString::fromLatin1(family->title) : QStringLiteral("unknown");
         m_info.port = port.path;
-        m_info.givesXy = type != 2;
-        m_info.givesTcp = m_options.tcp && (type == 1 || type == 4);
-        m_info.givesMeasureData = type == 0;
+        m_info.givesXy = InstrumentFamilyCan(type, CapColour);
+        m_info.givesTcp = m_options.tcp && InstrumentFamilyCan(type, CapColourTemperature);
+        m_info.givesMeasureData = InstrumentFamilyCan(type, CapMeasureData);
         return Ok;
     }
 

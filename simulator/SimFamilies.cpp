@@ -1,6 +1,7 @@
 #include "SimFamilies.h"
 
 #include "InstrumentModel.h"
+#include "drivers/InstrumentFamilies.h"
 
 #include "AnalyserModel.h"
 #include "JingceModel.h"
@@ -9,19 +10,6 @@
 #include "SpectroModel.h"
 
 namespace {
-struct FamilyEntry {
-    const char* name;
-    const char* title;
-};
-
-// Indexed by type number: the order in which detection tries the families.
-const FamilyEntry kFamilies[] = {
-    {"spectro", "Minolta spectroradiometer"}, {"analyser", "Minolta colour analyser"},
-    {"luminance", "luminance meter"},         {"photoresearch", "Photo Research instrument"},
-    {"jingce", "Wuhan Jingce colorimeter"},
-};
-const int kFamilyCount = int(sizeof kFamilies / sizeof kFamilies[0]);
-
 std::unique_ptr<InstrumentModel> createModel(int type) {
     switch (type) {
     case 0:
@@ -42,25 +30,27 @@ std::unique_ptr<InstrumentModel> createModel(int type) {
 
 QStringList SimFamilyNames() {
     QStringList names;
-    for (const FamilyEntry& entry : kFamilies)
-        names.append(QLatin1String(entry.name));
+    for (const InstrumentFamily& family : kInstrumentFamilies)
+        names.append(QLatin1String(family.name));
     return names;
 }
 
 int SimFamilyType(const QString& family) {
-    for (int type = 0; type < kFamilyCount; ++type) {
-        if (family == QLatin1String(kFamilies[type].name))
-            return type;
+    for (const InstrumentFamily& row : kInstrumentFamilies) {
+        if (family == QLatin1String(row.name))
+            return row.type;
     }
     return -1;
 }
 
 QString SimFamilyName(int type) {
-    return type >= 0 && type < kFamilyCount ? QLatin1String(kFamilies[type].name) : QString();
+    const InstrumentFamily* family = InstrumentFamilyOf(type);
+    return family ? QLatin1String(family->name) : QString();
 }
 
 QString SimFamilyTitle(int type) {
-    return type >= 0 && type < kFamilyCount ? QLatin1String(kFamilies[type].title) : QString();
+    const InstrumentFamily* family = InstrumentFamilyOf(type);
+    return family ? QLatin1String(family->title) : QString();
 }
 
 std::unique_ptr<InstrumentModel> CreateFamilyModel(const QString& family) {

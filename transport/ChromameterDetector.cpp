@@ -3,6 +3,7 @@
 #include "ChromameterMinolta.h"
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
+#include "InstrumentFamilies.h"
 #include "LuminanceMeter.h"
 #include "PhotoResearch.h"
 #include "PortCatalogue.h"
@@ -95,37 +96,42 @@ IMinolta* createDriver(int type) {
         return new CChromameterWuHanJingCe();
     }
 }
+
+// Opens the port for a trial: the line speed given, 8 data bits, no parity, one stop bit, no flow
+// control.
+bool openAt(SerialPortCross& port, const QString& portName, int baud) {
+    return port.Open(portName, static_cast<QSerialPort::BaudRate>(baud), QSerialPort::NoParity,
+                     QSerialPort::Data8, QSerialPort::OneStop, QSerialPort::NoFlowControl);
+}
 } // namespace
 
 bool CChromameterDetector::TryConnect(QString portName) {
     m_nInstrumentType = -1;
     if (m_port.IsOpen())
         m_port.Close();
-    if (!m_port.Open(portName, QSerialPort::Baud9600, QSerialPort::NoParity, QSerialPort::Data8,
-                     QSerialPort::OneStop, QSerialPort::NoFlowControl))
+    // The families are tried in type order on one open port; the port is reopened only where a
+    // family talks at another line speed (the Jingce colorimeter, at 115200 baud, comes last).
+    int openBaud = kInstrumentFamilies[0].baud;
+    if (!openAt(m_port, portName, openBaud))
         return false;
-    for (int type = 0; type <= 3; ++type) {
+    for (const InstrumentFamily& family : kInstrumentFamilies) {
+        if (family.baud != openBaud) {
+            if (m_port.IsOpen())
+                m_port.Close();
+            // A failed reopen keeps the driver that failed last.
+            if (!openAt(m_port, portName, family.baud))
+                return false;
+            openBaud = family.baud;
+        }
         if (m_pMinolta) {
             delete m_pMinolta;
             m_pMinolta = nullptr;
         }
-        m_pMinolta = createDriver(type);
+        m_pMinolta = createDriver(family.type);
         if (m_pMinolta->Connect() == 0) {
-            m_nInstrumentType = type;
+            m_nInstrumentType = family.type;
             return true;
         }
-    }
-    // The Jingce colorimeter only talks at 115200 baud, so it is tried last on a reopened port.
-    if (m_port.IsOpen())
-        m_port.Close();
-    if (!m_port.Open(portName, QSerialPort::Baud115200, QSerialPort::NoParity, QSerialPort::Data8,
-                     QSerialPort::OneStop, QSerialPort::NoFlowControl))
-        return false;
-    delete m_pMinolta;
-    m_pMinolta = createDriver(4);
-    if (m_pMinolta->Connect() == 0) {
-        m_nInstrumentType = 4;
-        return true;
     }
     m_port.Close();
     return false;

@@ -17,7 +17,17 @@ endforeach()
 
 set(CONSUMER_SOURCE "${SOURCE_DIR}/tests/install/consumer")
 set(PREFIX "${WORK_DIR}/prefix")
-set(FAMILIES spectro analyser luminance photoresearch jingce)
+# The families, from the library's own table: each row starts {TYPE, "NAME", ...
+file(STRINGS "${SOURCE_DIR}/drivers/InstrumentFamilies.h" family_rows REGEX "^ *{[0-9]+, \"[a-z]+\"")
+set(FAMILIES "")
+foreach(row ${family_rows})
+    string(REGEX MATCH "\"([a-z]+)\"" unused "${row}")
+    list(APPEND FAMILIES "${CMAKE_MATCH_1}")
+endforeach()
+list(LENGTH FAMILIES family_count)
+if(family_count LESS 1)
+    message(FATAL_ERROR "no family found in drivers/InstrumentFamilies.h, found: ${FAMILIES}")
+endif()
 
 # Runs a command; fails the test with its output unless it exits with `expected`.
 function(run_step title expected)

@@ -22,6 +22,7 @@
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
 #include "IMinolta.h"
+#include "InstrumentFamilies.h"
 #include "LuminanceMeter.h"
 #include "PhotoResearch.h"
 #include "TestSupport.h"
@@ -409,16 +410,40 @@ TEST(FamilyTable, GuideHasOneRowPerFamilyUnderTheExpectedColumns) {
     ASSERT_EQ(table.headers.size(), int(ColumnCount));
     for (int i = 0; i < ColumnCount; ++i)
         EXPECT_EQ(table.headers[i].toStdString(), kHeaders[i]) << "column " << i + 1;
-    EXPECT_EQ(table.rows.size(), 5);
-    const char* const families[] = {"spectro", "analyser", "luminance", "photoresearch", "jingce"};
-    for (int type = 0; type < 5; ++type) {
-        const QStringList row = rowOf(table, QString::fromLatin1(families[type]));
-        ASSERT_FALSE(row.isEmpty()) << families[type];
-        // The type number the detector records, in brackets after the name.
-        EXPECT_TRUE(row.first().contains(QStringLiteral("(type %1)").arg(type))) << row.first().toStdString();
+    EXPECT_EQ(table.rows.size(), kInstrumentFamilyCount);
+    for (const InstrumentFamily& family : kInstrumentFamilies) {
+        const QStringList row = rowOf(table, QString::fromLatin1(family.name));
+        ASSERT_FALSE(row.isEmpty()) << family.name;
+        // The type number the detector records, in brackets after the name, and the line speed.
+        EXPECT_TRUE(row.first().contains(QStringLiteral("(type %1)").arg(family.type)))
+            << row.first().toStdString();
+        EXPECT_TRUE(row.first().contains(QStringLiteral(", %1 baud").arg(family.baud)))
+            << row.first().toStdString();
         for (int column = 1; column < row.size(); ++column)
             EXPECT_NE(parseCell(row[column]).kind, Cell::Unknown)
-                << families[type] << " / " << kHeaders[column] << ": \"" << row[column].toStdString() << "\"";
+                << family.name << " / " << kHeaders[column] << ": \"" << row[column].toStdString() << "\"";
+    }
+}
+
+TEST(FamilyTable, CapabilitiesOfTheFamilyTableAgreeWithTheGuide) {
+    const Table table = readGuideTable();
+    ASSERT_TRUE(table.problem.isEmpty()) << table.problem.toStdString();
+    const struct {
+        unsigned capability;
+        Column column;
+    } checks[] = {{CapColour, LvXyCol},
+                  {CapColourTemperature, TcpCol},
+                  {CapMeasureData, SevenValuesCol},
+                  {CapSpectrum, SpectrumCol},
+                  {CapZeroCalibration, ZeroCol}};
+    for (const InstrumentFamily& family : kInstrumentFamilies) {
+        const QStringList row = rowOf(table, QString::fromLatin1(family.name));
+        ASSERT_EQ(row.size(), int(ColumnCount)) << family.name;
+        for (const auto& check : checks) {
+            const bool guideSaysYes = parseCell(row[check.column]).kind == Cell::Yes;
+            EXPECT_EQ(InstrumentFamilyCan(family.type, check.capability), guideSaysYes)
+                << family.name << " / " << kHeaders[check.column];
+        }
     }
 }
 

@@ -4,6 +4,7 @@
 #include "ChromameterMinolta.h"
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
+#include "InstrumentFamilies.h"
 #include "LuminanceMeter.h"
 #include "Minolta.h"
 #include "PhotoResearch.h"
@@ -85,7 +86,8 @@ int FaultCell::familyType() const {
 }
 
 int FaultCell::familyBaud() const {
-    return familyType() == 4 ? 115200 : 9600;
+    const InstrumentFamily* family = InstrumentFamilyOf(familyType());
+    return family ? family->baud : 0;
 }
 
 FaultCell::Timed FaultCell::connect() {

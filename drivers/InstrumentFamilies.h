@@ -1,0 +1,59 @@
+#pragma once
+
+// The five instrument families, in the order detection tries them: a family's index is its type
+// number. Header-only and constexpr, so the simulator, the command-line host, the benchmark and the
+// tests read the same facts without linking the plugin. Adding a family means a row here, its
+// driver, its protocol file and its simulator model.
+
+// What a family can give a host besides Lv.
+enum InstrumentCapability : unsigned {
+    CapColour = 1u << 0,            // x and y (ReadLvXy)
+    CapColourTemperature = 1u << 1, // Tcp in ReadLvXy, after Measure(true)
+    CapSpectrum = 1u << 2,          // ReadSpectralData serves a spectrum (no family does yet)
+    CapZeroCalibration = 1u << 3,   // a zero calibration of its own
+    CapMeasureData = 1u << 4,       // ReadMeasureData serves the last measurement
+};
+
+struct InstrumentFamily {
+    int type;
+    // The name tools use for it (chromameter --simulate NAME).
+    const char* name;
+    // What it is, for people.
+    const char* title;
+    // The line speed detection opens the port at for its trial.
+    int baud;
+    unsigned capabilities;
+    // The first command of its handshake, as text for people (a binary frame is named, not shown).
+    const char* handshake;
+};
+
+inline constexpr InstrumentFamily kInstrumentFamilies[] = {
+    {0, "spectro", "Minolta spectroradiometer", 9600, CapColour | CapMeasureData, "RMTS,1"},
+    {1, "analyser", "Minolta colour analyser", 9600, CapColour | CapColourTemperature | CapZeroCalibration,
+     "COM,1"},
+    {2, "luminance", "luminance meter", 9600, 0u, "INIG frame"},
+    {3, "photoresearch", "Photo Research instrument", 9600, CapColour, "PHOTO"},
+    {4, "jingce", "Wuhan Jingce colorimeter", 115200, CapColour | CapColourTemperature | CapZeroCalibration,
+     "COM,1"},
+};
+
+inline constexpr int kInstrumentFamilyCount = int(sizeof kInstrumentFamilies / sizeof kInstrumentFamilies[0]);
+
+// The row of a type number, or null.
+inline constexpr const InstrumentFamily* InstrumentFamilyOf(int type) {
+    return type >= 0 && type < kInstrumentFamilyCount ? &kInstrumentFamilies[type] : nullptr;
+}
+
+inline constexpr bool InstrumentFamilyCan(int type, unsigned capability) {
+    return InstrumentFamilyOf(type) != nullptr && (InstrumentFamilyOf(type)->capabilities & capability) != 0;
+}
+
+// Each row sits at the index of its type number: detection records the index it tried.
+inline constexpr bool InstrumentFamiliesInTypeOrder() {
+    for (int i = 0; i < kInstrumentFamilyCount; ++i) {
+        if (kInstrumentFamilies[i].type != i)
+            return false;
+    }
+    return true;
+}
+static_assert(InstrumentFamiliesInTypeOrder(), "a family's row must sit at its type number");
