@@ -155,9 +155,12 @@ QString QuantityText(Quantity quantity, double value, bool statistic) {
     const int decimals = rule(quantity).decimals;
     if (decimals == -1 && !statistic)
         return ShortestNumberText(value);
-    const int places = decimals == -1   ? significantDecimals(value, 5)
-                       : decimals == -2 ? significantDecimals(value, 4)
-                                        : decimals;
+    if (decimals == -1) {
+        // A mean of the instrument's values, to five significant digits and no trailing zeros.
+        const double scale = std::pow(10.0, significantDecimals(value, 5));
+        return ShortestNumberText(std::round(value * scale) / scale + 0.0);
+    }
+    const int places = decimals == -2 ? significantDecimals(value, 4) : decimals;
     QString text = QString::number(value, 'f', places);
     // No "-0.0000" for a difference that rounds to nothing.
     if (text.startsWith(QLatin1Char('-')) && text.toDouble() == 0)

@@ -38,7 +38,7 @@ int columnWidth(Quantity quantity) {
     case Quantity::Z:
         return 11;
     case Quantity::CCT:
-        return 14; // "out of range"
+        return 13; // "out of range"
     case Quantity::DeltaUv:
     case Quantity::DeltaE2000:
         return 10;
