@@ -111,8 +111,8 @@ QString ChromaticityPlot::planckianLocus() const {
         const double length = std::hypot(across.x(), across.y());
         if (length > 0)
             across /= length;
-        // Ticks and labels on the side away from the spectral locus's red end, below the curve.
-        if (across.y() < 0)
+        // Labels go above the curve (towards green): below it sit the D65 mark and most readings.
+        if (across.y() > 0)
             across = -across;
         double x, y;
         XyFromUv1960(PlanckianUv(kelvin), &x, &y);
@@ -127,10 +127,12 @@ QString ChromaticityPlot::planckianLocus() const {
         for (int k : kLabelledKelvin)
             labelled = labelled || k == kelvin;
         if (labelled) {
-            const QPointF label = at + across * 13;
+            const bool beside = across.x() < -0.3;
+            const QPointF label = at + across * (beside ? 8 : 11);
+            const QString anchor = beside ? QStringLiteral("end") : QStringLiteral("middle");
             out += QStringLiteral("<text class=\"cct-label\" x=\"%1\" y=\"%2\" font-size=\"9\" "
-                                  "text-anchor=\"middle\" fill=\"#b35900\">%3 K</text>\n")
-                       .arg(num(label.x()), num(label.y() + 3))
+                                  "text-anchor=\"%3\" fill=\"#b35900\">%4 K</text>\n")
+                       .arg(num(label.x()), num(label.y() - 1), anchor)
                        .arg(kelvin);
         }
     }
