@@ -258,11 +258,14 @@ QString ReadingFormatter::summary(const ReadingStatistics& statistics) const {
 
 QString ReadingFormatter::tableSummary(const ReadingStatistics& statistics) const {
     QString text = QStringLiteral("\n");
-    for (int which = 0; which < 4; ++which) {
-        text += right(QLatin1String(kStatisticNames[which]), 14);
+    // With no reading to go by, only the count.
+    for (int which = 0; which < 4 && statistics.succeeded() > 0; ++which) {
+        QString line = right(QLatin1String(kStatisticNames[which]), 14);
         for (Quantity q : m_columns)
-            text += right(QuantityText(q, statistic(statistics.of(q), which), true), columnWidth(q));
-        text += QLatin1Char('\n');
+            line += right(QuantityText(q, statistic(statistics.of(q), which), true), columnWidth(q));
+        while (line.endsWith(QLatin1Char(' ')))
+            line.chop(1);
+        text += line + QLatin1Char('\n');
     }
     text += QStringLiteral("%1 reading%2: %3 succeeded, %4 failed\n")
                 .arg(statistics.readings())

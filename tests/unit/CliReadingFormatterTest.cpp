@@ -370,3 +370,12 @@ TEST(CliReadingFormatter, TableSummaryIsABlockUnderTheColumns) {
     EXPECT_TRUE(block[4].contains(QStringLiteral("2 readings: 2 succeeded, 0 failed")))
         << qPrintable(block[4]);
 }
+
+TEST(CliReadingFormatter, TableSummaryOfRunWithoutAGoodReadingIsTheCountAlone) {
+    ReadingStatistics stats;
+    Reading failed = goodReading();
+    failed.result = RESULT_PORT_LOST;
+    stats.add(failed);
+    const QString text = ReadingFormatter(OutputFormat::Table, analyser()).summary(stats);
+    EXPECT_EQ(text.trimmed(), QStringLiteral("1 reading: 0 succeeded, 1 failed"));
+}
