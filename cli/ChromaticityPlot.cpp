@@ -1,5 +1,6 @@
 #include "ChromaticityPlot.h"
 
+#include "Colorimetry.h"
 #include "NumberText.h"
 #include "SpectralLocus.h"
 
@@ -24,6 +25,9 @@ const double kLvWidth = 360;
 const double kLvHeight = 360;
 // Wavelengths named along the locus.
 const int kLabelledNm[] = {460, 480, 490, 500, 510, 520, 540, 560, 580, 600, 620, 700};
+// Temperatures marked on the Planckian locus, and those named (the high ones crowd together).
+const int kTickKelvin[] = {2000, 3000, 4000, 5000, 6000, 7000, 8000, 9000, 10000};
+const int kLabelledKelvin[] = {2000, 3000, 4000, 6000, 10000};
 
 QString num(double value) {
     // Two decimals are finer than anyone sees; attributes stay short.
@@ -78,6 +82,62 @@ ChromaticityPlot::ChromaticityPlot(const QString& title, const QString& subtitle
 
 void ChromaticityPlot::add(const Point& point) {
     m_points.append(point);
+}
+
+void ChromaticityPlot::setReference(double x, double y) {
+    m_hasReference = true;
+    m_referenceX = x;
+    m_referenceY = y;
+}
+
+QString ChromaticityPlot::planckianLocus() const {
+    QString out = QStringLiteral("<g id=\"planckian\">\n");
+    QStringList points;
+    for (const XyPoint& p : PlanckianLocusXy(kCctMinKelvin, kCctMaxKelvin, 120)) {
+        const QPointF at = ChromaticityPosition(p.x, p.y);
+        points << num(at.x()) + QLatin1Char(',') + num(at.y());
+    }
+    out += QStringLiteral("<polyline id=\"planckian-locus\" points=\"%1\" fill=\"none\" stroke=\"#b35900\" "
+                          "stroke-width=\"1.2\"/>\n")
+               .arg(points.join(QLatin1Char(' ')));
+    for (int kelvin : kTickKelvin) {
+        // A short stroke across the locus: perpendicular to it where it passes this temperature.
+        double x0, y0, x1, y1;
+        XyFromUv1960(PlanckianUv(kelvin * 0.99), &x0, &y0);
+        XyFromUv1960(PlanckianUv(kelvin * 1.01), &x1, &y1);
+        const QPointF a = ChromaticityPosition(x0, y0);
+        const QPointF b = ChromaticityPosition(x1, y1);
+        QPointF across(-(b.y() - a.y()), b.x() - a.x());
+        const double length = std::hypot(across.x(), across.y());
+        if (length > 0)
+            across /= length;
+        // Labels go above the curve (towards green): below it sit the D65 mark and most readings.
+        if (across.y() > 0)
+            across = -across;
+        double x, y;
+        XyFromUv1960(PlanckianUv(kelvin), &x, &y);
+        const QPointF at = ChromaticityPosition(x, y);
+        out += QStringLiteral("<line class=\"cct-tick\" x1=\"%1\" y1=\"%2\" x2=\"%3\" y2=\"%4\" "
+                              "stroke=\"#b35900\" data-kelvin=\"%5\" data-x=\"%6\" data-y=\"%7\"/>\n")
+                   .arg(num(at.x() - across.x() * 4), num(at.y() - across.y() * 4),
+                        num(at.x() + across.x() * 4), num(at.y() + across.y() * 4))
+                   .arg(kelvin)
+                   .arg(QString::number(x, 'f', 4), QString::number(y, 'f', 4));
+        bool labelled = false;
+        for (int k : kLabelledKelvin)
+            labelled = labelled || k == kelvin;
+        if (labelled) {
+            const bool beside = across.x() < -0.3;
+            const QPointF label = at + across * (beside ? 8 : 11);
+            const QString anchor = beside ? QStringLiteral("end") : QStringLiteral("middle");
+            out += QStringLiteral("<text class=\"cct-label\" x=\"%1\" y=\"%2\" font-size=\"9\" "
+                                  "text-anchor=\"%3\" fill=\"#b35900\">%4 K</text>\n")
+                       .arg(num(label.x()), num(label.y() - 1), anchor)
+                       .arg(kelvin);
+        }
+    }
+    out += QStringLiteral("</g>\n");
+    return out;
 }
 
 QPointF ChromaticityPlot::ChromaticityPosition(double x, double y) {
@@ -188,6 +248,7 @@ QString ChromaticityPlot::chromaticityChart() const {
                 .arg(num(label.x()), num(label.y() + 3), anchor)
                 .arg(p.nm);
     }
+    out += planckianLocus();
     // The D65 white point, for orientation.
     const QPointF white = ChromaticityPosition(0.3127, 0.3290);
     out += QStringLiteral(
@@ -196,6 +257,17 @@ QString ChromaticityPlot::chromaticityChart() const {
                "<text x=\"%7\" y=\"%8\" font-size=\"10\" fill=\"#777777\">D65</text></g>\n")
                .arg(num(white.x() - 6), num(white.y()), num(white.x() + 6), num(white.x()),
                     num(white.y() - 6), num(white.y() + 6), num(white.x() + 8), num(white.y() + 14));
+
+    if (m_hasReference) {
+        const QPointF at = ChromaticityPosition(m_referenceX, m_referenceY);
+        out += QStringLiteral(
+                   "<g id=\"reference\" data-x=\"%1\" data-y=\"%2\"><path d=\"M %3 %4 L %5 %6 L %3 %7 "
+                   "L %8 %6 Z\" fill=\"none\" stroke=\"#2ca02c\" stroke-width=\"1.5\"/>"
+                   "<text x=\"%9\" y=\"%7\" font-size=\"10\" fill=\"#2ca02c\">reference</text></g>\n")
+                   .arg(ShortestNumberText(m_referenceX), ShortestNumberText(m_referenceY), num(at.x()),
+                        num(at.y() - 7), num(at.x() + 7), num(at.y()), num(at.y() + 7), num(at.x() - 7),
+                        num(at.x() + 10));
+    }
 
     int withXy = 0;
     for (const Point& p : m_points) {

@@ -5,9 +5,9 @@
 #include <QVector>
 
 // The picture of a measuring session as SVG: the readings on the CIE 1931 xy chromaticity diagram
-// (spectral locus, purple line, grid) beside their luminance over time. Every reading's mark carries
-// its values as data-* attributes, and each chart's frame carries its axis ranges, so a program can
-// check the picture as well as a person can.
+// (spectral locus, purple line, grid, the Planckian locus with its temperatures, the reference) beside their
+// luminance over time. Every reading's mark carries its values as data-* attributes, and each chart's frame
+// carries its axis ranges, so a program can check the picture as well as a person can.
 class ChromaticityPlot {
 public:
     struct Point {
@@ -23,6 +23,8 @@ public:
     explicit ChromaticityPlot(const QString& title = QString(), const QString& subtitle = QString());
 
     void add(const Point& point);
+    // The white the readings are compared with, marked on the diagram.
+    void setReference(double x, double y);
     int size() const { return m_points.size(); }
 
     QString svg() const;
@@ -41,9 +43,13 @@ public:
 
 private:
     QString chromaticityChart() const;
+    QString planckianLocus() const;
     QString luminanceChart() const;
 
     QString m_title;
     QString m_subtitle;
     QVector<Point> m_points;
+    bool m_hasReference = false;
+    double m_referenceX = 0.0;
+    double m_referenceY = 0.0;
 };

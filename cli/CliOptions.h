@@ -1,5 +1,8 @@
 #pragma once
 
+#include "ColourQuantities.h"
+#include "Quantity.h"
+
 #include <QString>
 
 // What the user asked chromameter to do, as read from the command line.
@@ -33,4 +36,11 @@ struct CliOptions {
     bool tcp = false;
     double timeoutSec = 60.0;
     QString plotFile;
+    // Readings are compared with this white, or with the first reading (referenceFirst).
+    bool hasReference = false;
+    bool referenceFirst = false;
+    ColourReference reference;
+    // The columns of the table and CSV; empty: the default (Lv, x, y, CCT, Duv, and Δu′v′ with a
+    // reference).
+    QVector<Quantity> quantities;
 };

@@ -27,7 +27,8 @@ const OptionRule kOptions[] = {
     {"--format", true, Scope::AnyCommand},   {"--count", true, Scope::Measure},
     {"--continuous", false, Scope::Measure}, {"--interval", true, Scope::Measure},
     {"--tcp", false, Scope::Measure},        {"--timeout", true, Scope::Measure},
-    {"--plot", true, Scope::Measure},
+    {"--plot", true, Scope::Measure},        {"--reference", true, Scope::Measure},
+    {"--quantities", true, Scope::Measure},
 };
 
 const OptionRule* findOption(const QString& name) {
@@ -44,6 +45,41 @@ bool parseSeconds(const QString& text, double* out) {
     if (!ok || !std::isfinite(value) || value < 0)
         return false;
     *out = value;
+    return true;
+}
+
+// "first", or a white "x,y" or "x,y,Lv".
+bool parseReference(const QString& text, CliOptions* o, QString* error) {
+    if (text.trimmed() == QLatin1String("first")) {
+        o->referenceFirst = true;
+        o->hasReference = true;
+        return true;
+    }
+    const QStringList parts = text.split(QLatin1Char(','));
+    double values[3] = {0, 0, 0};
+    bool ok = parts.size() == 2 || parts.size() == 3;
+    for (int i = 0; ok && i < parts.size(); ++i) {
+        values[i] = parts[i].trimmed().toDouble(&ok);
+        ok = ok && std::isfinite(values[i]);
+    }
+    if (!ok) {
+        *error = QStringLiteral("--reference is first, or x,y or x,y,Lv, not \"%1\"").arg(text);
+        return false;
+    }
+    if (!(values[0] > 0 && values[1] > 0 && values[0] + values[1] < 1)) {
+        *error = QStringLiteral("--reference: x and y above 0 with x + y below 1, not \"%1\"").arg(text);
+        return false;
+    }
+    if (parts.size() == 3 && !(values[2] > 0)) {
+        *error = QStringLiteral("--reference: the luminance must be above 0, not \"%1\"").arg(parts[2]);
+        return false;
+    }
+    o->hasReference = true;
+    o->referenceFirst = false;
+    o->reference.x = values[0];
+    o->reference.y = values[1];
+    o->reference.hasLv = parts.size() == 3;
+    o->reference.Lv = values[2];
     return true;
 }
 
@@ -181,6 +217,15 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
                 return result;
             }
             o.plotFile = value;
+        } else if (name == QLatin1String("--reference")) {
+            if (!parseReference(value, &o, &result.error))
+                return result;
+        } else if (name == QLatin1String("--quantities")) {
+            QString problem;
+            if (!ParseQuantityList(value, &o.quantities, &problem)) {
+                result.error = QStringLiteral("--quantities: ") + problem;
+                return result;
+            }
         }
     }
 
@@ -201,6 +246,12 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
     }
     if (o.continuous && !o.intervalGiven)
         o.intervalSec = 1.0;
+    for (Quantity q : o.quantities) {
+        if (IsDifference(q) && !o.hasReference) {
+            result.error = QStringLiteral("--quantities: %1 needs --reference").arg(QuantityKey(q));
+            return result;
+        }
+    }
 
     if (!o.simulate.isEmpty()) {
         const QString problem = SimFamilyProblem(o.simulate);
@@ -246,7 +297,8 @@ QString CommandLine::UsageText() {
         "Commands:\n"
         "  ports               list the serial ports and whether detection tries each one, or why not\n"
         "  detect              find the instrument; print its family, type number and port\n"
-        "  measure             take readings of Lv, x, y (the luminance meter: Lv only)\n"
+        "  measure             take readings: Lv, x, y, and from them X, Y, Z, u′v′, CCT and Duv\n"
+        "                      (the luminance meter: Lv only)\n"
         "\n"
         "Options of measure:\n"
         "  --count N           take N readings (default 1)\n"
@@ -255,10 +307,22 @@ QString CommandLine::UsageText() {
         "                      (default 0, or 1 with --continuous)\n"
         "  --tcp               also read the colour temperature, where the instrument gives it\n"
         "  --timeout SEC       give up on a reading that takes longer (default 60)\n"
-        "  --plot FILE.svg     draw the readings on the CIE 1931 xy chromaticity diagram, and Lv\n"
-        "                      over time\n"
+        "  --plot FILE.svg     draw the readings on the CIE 1931 xy chromaticity diagram (with the\n"
+        "                      Planckian locus and the reference), and Lv over time\n"
+        "  --reference W       compare every reading with the white W: x,y or x,y,Lv, or first (the\n"
+        "                      first reading); adds Δu′v′ (delta_uv) and ΔE2000 (delta_E2000, CIELAB\n"
+        "                      with W as the white; without Lv, the reading's own Y is its Y)\n"
+        "  --quantities LIST   the columns of the table and CSV, comma-separated, or all: Lv, x, y,\n"
+        "                      X, Y, Z, u_prime, v_prime, CCT, Duv, delta_uv, delta_E2000 (default\n"
+        "                      Lv,x,y,CCT,Duv, and delta_uv with --reference); JSON carries them all\n"
         "  --format FORMAT     table (default), json (one object per line) or csv; also for\n"
-        "                      ports and detect\n"
+        "                      ports and detect. With --count N (N > 1) or --continuous a summary\n"
+        "                      ends the output: mean, sd, min and max of every quantity, and how\n"
+        "                      many readings failed (CSV: rows told apart by the kind column; JSON:\n"
+        "                      one last object with \"summary\")\n"
+        "\n"
+        "CCT and Duv are from the CIE 1931 2° Planckian locus (Ohno's method), given from 1000 K to\n"
+        "20000 K and up to 0.05 from the locus; beyond that, \"out of range\" or \"off locus\".\n"
         "\n"
         "Global options:\n"
         "  --simulate FAMILY   measure on the built-in simulator: spectro, analyser, luminance,\n"

@@ -24,7 +24,14 @@ MeasureRun::MeasureRun(const CliOptions& options, InstrumentSession& session, St
              QStringLiteral("on %1, %2")
                  .arg(session.instrument().port,
                       QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyy-MM-dd hh:mm 'UTC'")))) {
-    m_formatter.reset(new ReadingFormatter(options.format, session.instrument()));
+    const bool compares = options.hasReference && session.instrument().givesXy;
+    m_formatter.reset(
+        new ReadingFormatter(options.format, session.instrument(), options.quantities, compares));
+    if (compares && !options.referenceFirst) {
+        m_hasReference = true;
+        m_reference = options.reference;
+        m_plot.setReference(m_reference.x, m_reference.y);
+    }
     // The luminance meter's outcome comes with its read-out (startLuminanceMeasurement); the others'
     // from the watcher.
     if (session.instrument().type != kLuminanceType) {
@@ -154,6 +161,22 @@ void MeasureRun::readColourValues(Reading* reading) {
     }
 }
 
+void MeasureRun::addColourQuantities(Reading* reading) {
+    if (!reading->ok() || !m_session.instrument().givesXy)
+        return;
+    if (!m_hasReference && m_options.hasReference && m_options.referenceFirst) {
+        m_hasReference = true;
+        m_reference.x = reading->x;
+        m_reference.y = reading->y;
+        m_reference.hasLv = true;
+        m_reference.Lv = reading->Lv;
+        m_plot.setReference(m_reference.x, m_reference.y);
+    }
+    reading->hasColour = true;
+    reading->colour = ColourQuantities::FromLvXy(reading->Lv, reading->x, reading->y,
+                                                 m_hasReference ? &m_reference : nullptr);
+}
+
 Reading MeasureRun::measureOnce(int index) {
     const InstrumentInfo& info = m_session.instrument();
     Reading reading;
@@ -216,11 +239,17 @@ Reading MeasureRun::measureOnce(int index) {
         break;
     }
     m_console.stopProgress();
+    addColourQuantities(&reading);
     return reading;
 }
 
 int MeasureRun::run() {
     const InstrumentInfo& info = m_session.instrument();
+    if (m_options.hasReference && !info.givesXy) {
+        m_console.line(
+            QStringLiteral("chromameter: note: the %1 gives no chromaticity; --reference has no effect")
+                .arg(info.title));
+    }
     if (m_options.tcp && !info.givesTcp) {
         m_console.line(
             QStringLiteral("chromameter: note: the %1 gives no colour temperature; --tcp has no effect")
@@ -236,6 +265,7 @@ int MeasureRun::run() {
         const qint64 startedMs = m_clock.elapsed();
         const Reading reading = measureOnce(index);
         ++taken;
+        m_statistics.add(reading);
         m_console.print(m_formatter->row(reading));
         if (!reading.ok()) {
             m_console.line(QStringLiteral("chromameter: measurement %1 failed: %2 (%3)")
@@ -258,6 +288,9 @@ int MeasureRun::run() {
             break;
         sleepUntil(startedMs + qint64(m_options.intervalSec * 1000.0));
     }
+
+    if (m_options.continuous || m_options.count > 1)
+        m_console.print(m_formatter->summary(m_statistics));
 
     if (m_leftWorkBehind) {
         // The library is still waiting for that reading on a thread of its own. A colour instrument's

@@ -4,6 +4,7 @@
 #include "CliOptions.h"
 #include "Reading.h"
 #include "ReadingFormatter.h"
+#include "ReadingStatistics.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -39,6 +40,7 @@ private:
     Reading measureOnce(int index);
     Outcome waitForOutcome(double timeoutSec);
     void readColourValues(Reading* reading);
+    void addColourQuantities(Reading* reading);
     void startLuminanceMeasurement();
     void sleepUntil(qint64 msSinceStart);
     void onInterrupted();
@@ -50,6 +52,10 @@ private:
     QElapsedTimer m_clock;
     std::unique_ptr<ReadingFormatter> m_formatter;
     ChromaticityPlot m_plot;
+    ReadingStatistics m_statistics;
+    // The white readings are compared with, once known (--reference first: the first good reading).
+    bool m_hasReference = false;
+    ColourReference m_reference;
 
     Outcome m_outcome = Outcome::Pending;
     unsigned long m_failCode = 0;

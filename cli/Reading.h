@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ColourQuantities.h"
+
 #include <QDateTime>
 #include <QString>
 
@@ -28,6 +30,10 @@ struct Reading {
     double Tcp = 0.0;
     // ReadMeasureData's seven values, in its parameter order: value1, value2, value3, Lv, x, y, value7.
     double measureData[7] = {0, 0, 0, 0, 0, 0, 0};
+
+    // What Lv, x and y tell (every instrument but the luminance meter).
+    bool hasColour = false;
+    ColourQuantities colour;
 
     bool ok() const { return result == 0; }
 };

@@ -17,6 +17,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <csignal>
 
 namespace {
@@ -191,6 +192,108 @@ TEST(Cli, DefaultSimulatedReadingIsTheD65WhiteOfTheSimulator) {
     EXPECT_DOUBLE_EQ(reading.value(QStringLiteral("y")).toDouble(), 0.329);
 }
 
+TEST(Cli, AnalyserJsonCarriesTheColourQuantitiesOfTheD65Reading) {
+    const ProcessRun result =
+        chromameter({QStringLiteral("--simulate"), QStringLiteral("analyser"), QStringLiteral("measure"),
+                     QStringLiteral("--format"), QStringLiteral("json")});
+    ASSERT_EQ(result.exitCode, 0) << result.err.constData();
+    const QJsonObject reading = json(lines(result.out).value(0));
+    EXPECT_DOUBLE_EQ(reading.value(QStringLiteral("Y")).toDouble(), 120.5);
+    EXPECT_NEAR(reading.value(QStringLiteral("X")).toDouble(), 120.5 * 0.3127 / 0.329, 0.01);
+    EXPECT_NEAR(reading.value(QStringLiteral("Z")).toDouble(), 120.5 * (1 - 0.3127 - 0.329) / 0.329, 0.01);
+    EXPECT_NEAR(reading.value(QStringLiteral("u_prime")).toDouble(), 0.1978, 0.00005);
+    EXPECT_NEAR(reading.value(QStringLiteral("v_prime")).toDouble(), 0.4683, 0.00005);
+    EXPECT_NEAR(reading.value(QStringLiteral("CCT")).toDouble(), 6504, 3);
+    EXPECT_NEAR(reading.value(QStringLiteral("Duv")).toDouble(), 0.0032, 0.0003);
+    EXPECT_FALSE(reading.contains(QStringLiteral("delta_uv")));
+    EXPECT_FALSE(reading.contains(QStringLiteral("delta_E2000")));
+}
+
+TEST(Cli, IlluminantAReadingHasItsCorrelatedColourTemperature) {
+    const ProcessRun result = chromameter(
+        {QStringLiteral("--simulate"), QStringLiteral("analyser"), QStringLiteral("--sim-values"),
+         QStringLiteral("87.25,0.4476,0.4074"), QStringLiteral("measure"), QStringLiteral("--format=json")});
+    ASSERT_EQ(result.exitCode, 0) << result.err.constData();
+    const QJsonObject reading = json(lines(result.out).value(0));
+    EXPECT_NEAR(reading.value(QStringLiteral("CCT")).toDouble(), 2856, 3);
+    EXPECT_LT(std::fabs(reading.value(QStringLiteral("Duv")).toDouble()), 0.0005);
+}
+
+TEST(Cli, LuminanceMeterReadingsCarryNoColourQuantities) {
+    const ProcessRun result =
+        chromameter({QStringLiteral("--simulate"), QStringLiteral("luminance"), QStringLiteral("measure"),
+                     QStringLiteral("--format"), QStringLiteral("json"), QStringLiteral("--reference"),
+                     QStringLiteral("first")});
+    ASSERT_EQ(result.exitCode, 0) << result.err.constData();
+    const QJsonObject reading = json(lines(result.out).value(0));
+    EXPECT_DOUBLE_EQ(reading.value(QStringLiteral("Lv")).toDouble(), 120.5);
+    for (const char* key : {"X", "Y", "Z", "u_prime", "v_prime", "CCT", "Duv", "delta_uv", "delta_E2000"})
+        EXPECT_FALSE(reading.contains(QLatin1String(key))) << key;
+    EXPECT_TRUE(result.err.contains("--reference has no effect")) << result.err.constData();
+}
+
+TEST(Cli, RunAgainstTheFirstReadingShowsNoDifferenceForItAndEndsWithASummary) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString svg = dir.filePath(QStringLiteral("plot.svg"));
+    const ProcessRun result =
+        chromameter({QStringLiteral("--simulate"), QStringLiteral("spectro"), QStringLiteral("measure"),
+                     QStringLiteral("--count"), QStringLiteral("5"), QStringLiteral("--reference"),
+                     QStringLiteral("first"), QStringLiteral("--plot"), svg});
+    ASSERT_EQ(result.exitCode, 0) << result.err.constData();
+    const QList<QByteArray> output = lines(result.out);
+    ASSERT_GE(output.size(), 7) << result.out.constData();
+    const QString titles = QString::fromUtf8(output[1]);
+    const int deltaEnd = titles.indexOf(QStringLiteral("Δu′v′")) + QStringLiteral("Δu′v′").size();
+    ASSERT_GT(deltaEnd, 5) << qPrintable(titles);
+    // The cell that ends where its title ends.
+    const QString first = QString::fromUtf8(output[2]);
+    EXPECT_EQ(first.left(deltaEnd).split(QLatin1Char(' '), Qt::SkipEmptyParts).last(),
+              QStringLiteral("0.0000"))
+        << qPrintable(first);
+    EXPECT_TRUE(first.trimmed().startsWith(QStringLiteral("1 "))) << qPrintable(first);
+
+    QStringList figures;
+    for (int i = 7; i < output.size(); ++i)
+        figures << QString::fromUtf8(output[i]).simplified().section(QLatin1Char(' '), 0, 0);
+    EXPECT_EQ(figures, (QStringList{QStringLiteral("mean"), QStringLiteral("sd"), QStringLiteral("min"),
+                                    QStringLiteral("max"), QStringLiteral("5")}))
+        << result.out.constData();
+    EXPECT_TRUE(output.last().startsWith("5 readings: 5 succeeded, 0 failed")) << output.last().constData();
+
+    // The plot marks the reference where the first reading lies, beside the Planckian locus.
+    QFile file(svg);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray picture = file.readAll();
+    EXPECT_TRUE(picture.contains("id=\"planckian-locus\""));
+    EXPECT_TRUE(picture.contains("id=\"reference\" data-x=\"0.3127\" data-y=\"0.329\""))
+        << picture.constData();
+}
+
+TEST(Cli, JsonRunEndsWithOneSummaryObject) {
+    const ProcessRun result =
+        chromameter({QStringLiteral("--simulate"), QStringLiteral("jingce"), QStringLiteral("--sim-values"),
+                     QStringLiteral("100,0.3457,0.3585"), QStringLiteral("measure"),
+                     QStringLiteral("--count"), QStringLiteral("2"), QStringLiteral("--format"),
+                     QStringLiteral("json"), QStringLiteral("--reference"), QStringLiteral("0.3127,0.329")});
+    ASSERT_EQ(result.exitCode, 0) << result.err.constData();
+    const QList<QByteArray> output = lines(result.out);
+    ASSERT_EQ(output.size(), 3) << result.out.constData();
+    const QJsonObject reading = json(output[0]);
+    EXPECT_NEAR(reading.value(QStringLiteral("CCT")).toDouble(), 5003, 3);
+    EXPECT_GT(reading.value(QStringLiteral("delta_uv")).toDouble(), 0.01);
+    EXPECT_GT(reading.value(QStringLiteral("delta_E2000")).toDouble(), 1);
+    const QJsonObject summary = json(output[2]).value(QStringLiteral("summary")).toObject();
+    EXPECT_EQ(summary.value(QStringLiteral("readings")).toInt(), 2);
+    EXPECT_EQ(summary.value(QStringLiteral("failed")).toInt(), 0);
+    const QJsonObject cct = summary.value(QStringLiteral("CCT")).toObject();
+    EXPECT_EQ(cct.value(QStringLiteral("n")).toInt(), 2);
+    EXPECT_NEAR(cct.value(QStringLiteral("mean")).toDouble(), reading.value(QStringLiteral("CCT")).toDouble(),
+                0.01);
+    EXPECT_NEAR(summary.value(QStringLiteral("delta_uv")).toObject().value(QStringLiteral("max")).toDouble(),
+                reading.value(QStringLiteral("delta_uv")).toDouble(), 1e-6);
+}
+
 TEST(Cli, TcpOptionReadsTheAnalysersColourTemperature) {
     const ProcessRun result =
         chromameter({QStringLiteral("--simulate"), QStringLiteral("analyser"),
@@ -339,36 +442,47 @@ TEST(Cli, SlowCompletionBeyondTheTimeoutExitsOneWithTheCode) {
     EXPECT_TRUE(result.err.contains("--timeout")) << result.err.constData();
 }
 
-TEST(Cli, CsvHasAHeaderAndOneRowPerReading) {
+TEST(Cli, CsvHasAHeaderAndOneRowPerReadingThenTheSummaryRows) {
     const ProcessRun result = chromameter(
         {QStringLiteral("--simulate"), QStringLiteral("analyser"), QStringLiteral("measure"),
          QStringLiteral("--count"), QStringLiteral("3"), QStringLiteral("--format"), QStringLiteral("csv")});
     ASSERT_EQ(result.exitCode, 0) << result.err.constData();
     const QList<QByteArray> rows = lines(result.out);
-    ASSERT_EQ(rows.size(), 4) << result.out.constData();
+    ASSERT_GE(rows.size(), 4) << result.out.constData();
     const QList<QByteArray> header = rows[0].split(',');
+    const int kind = header.indexOf("kind");
     const int n = header.indexOf("n");
     const int resultColumn = header.indexOf("result");
     const int lv = header.indexOf("Lv");
     const int x = header.indexOf("x");
     const int y = header.indexOf("y");
     const int type = header.indexOf("type");
+    const int cct = header.indexOf("CCT");
+    ASSERT_GE(kind, 0);
     ASSERT_GE(n, 0);
     ASSERT_GE(resultColumn, 0);
     ASSERT_GE(lv, 0);
     ASSERT_GE(x, 0);
     ASSERT_GE(y, 0);
     ASSERT_GE(type, 0);
-    for (int i = 1; i <= 3; ++i) {
+    ASSERT_GE(cct, 0);
+    QList<QByteArray> kinds;
+    for (int i = 1; i < rows.size(); ++i) {
         const QList<QByteArray> fields = rows[i].split(',');
         ASSERT_EQ(fields.size(), header.size()) << rows[i].constData();
+        kinds.append(fields[kind]);
+        if (fields[kind] != "reading")
+            continue;
         EXPECT_EQ(fields[n].toInt(), i);
         EXPECT_EQ(fields[type], QByteArray("1"));
         EXPECT_EQ(fields[resultColumn], QByteArray("0x00000000"));
         EXPECT_DOUBLE_EQ(fields[lv].toDouble(), 120.5);
         EXPECT_DOUBLE_EQ(fields[x].toDouble(), 0.3127);
         EXPECT_DOUBLE_EQ(fields[y].toDouble(), 0.329);
+        EXPECT_NEAR(fields[cct].toDouble(), 6504, 3);
     }
+    EXPECT_EQ(kinds, (QList<QByteArray>{"reading", "reading", "reading", "mean", "sd", "min", "max", "count",
+                                        "failed"}));
 }
 
 TEST(Cli, DemoCommandPrintsThreeReadingsAsATable) {
@@ -377,17 +491,23 @@ TEST(Cli, DemoCommandPrintsThreeReadingsAsATable) {
                      QStringLiteral("--count"), QStringLiteral("3")});
     ASSERT_EQ(result.exitCode, 0) << result.err.constData();
     const QList<QByteArray> output = lines(result.out);
-    ASSERT_EQ(output.size(), 5) << result.out.constData();
+    // The instrument, the column titles, three readings, and the summary: four figures and the count.
+    ASSERT_EQ(output.size(), 10) << result.out.constData();
     EXPECT_TRUE(output[0].contains("(analyser, type 1)"));
+    EXPECT_EQ(output[1].simplified(), QByteArray("# elapsed Lv (cd/m²) x y CCT (K) Duv result"));
     for (int i = 1; i <= 3; ++i) {
         const QList<QByteArray> cells = output[1 + i].simplified().split(' ');
-        ASSERT_GE(cells.size(), 6) << output[1 + i].constData();
+        ASSERT_EQ(cells.size(), 9) << output[1 + i].constData();
         EXPECT_EQ(cells[0].toInt(), i);
         EXPECT_EQ(cells[3], QByteArray("120.5"));
         EXPECT_EQ(cells[4], QByteArray("0.3127"));
         EXPECT_EQ(cells[5], QByteArray("0.3290"));
+        EXPECT_NEAR(cells[6].toDouble(), 6504, 3);
+        EXPECT_NEAR(cells[7].toDouble(), 0.0032, 0.0003);
         EXPECT_EQ(cells.last(), QByteArray("0x00000000"));
     }
+    EXPECT_TRUE(output[5].simplified().startsWith("mean 120.5 0.3127 0.3290")) << output[5].constData();
+    EXPECT_TRUE(output[9].startsWith("3 readings: 3 succeeded, 0 failed")) << output[9].constData();
 }
 
 TEST(Cli, PlotPutsEveryReadingWhereItBelongs) {
@@ -512,9 +632,9 @@ TEST(Cli, UsageErrorsExitTwo) {
 TEST(Cli, HelpAndVersionExitZero) {
     const ProcessRun help = chromameter({QStringLiteral("--help")});
     EXPECT_EQ(help.exitCode, 0);
-    for (const char* word :
-         {"ports", "detect", "measure", "--simulate", "--sim-values", "--port", "--trace", "--count",
-          "--continuous", "--interval", "--tcp", "--format", "--timeout", "--plot"})
+    for (const char* word : {"ports", "detect", "measure", "--simulate", "--sim-values", "--port", "--trace",
+                             "--count", "--continuous", "--interval", "--tcp", "--format", "--timeout",
+                             "--plot", "--reference", "--quantities"})
         EXPECT_TRUE(help.out.contains(word)) << word;
     const ProcessRun version = chromameter({QStringLiteral("--version")});
     EXPECT_EQ(version.exitCode, 0);
@@ -539,11 +659,19 @@ TEST(Cli, InterruptDuringContinuousMeasuringDisconnectsTheInstrumentBeforeExit) 
     EXPECT_EQ(host.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(host.exitCode(), 0) << err.constData();
     EXPECT_TRUE(err.contains("the instrument is disconnected")) << err.constData();
-    for (const QByteArray& line : lines(out)) {
-        const QJsonObject reading = json(line);
+    // Every reading, then the summary of the run as the last line.
+    const QList<QByteArray> output = lines(out);
+    ASSERT_GE(output.size(), 3) << out.constData();
+    for (int i = 0; i + 1 < output.size(); ++i) {
+        const QJsonObject reading = json(output[i]);
         EXPECT_EQ(reading.value(QStringLiteral("result")).toString(), QStringLiteral("0x00000000"));
         EXPECT_DOUBLE_EQ(reading.value(QStringLiteral("Lv")).toDouble(), 95);
     }
+    const QJsonObject summary = json(output.last()).value(QStringLiteral("summary")).toObject();
+    EXPECT_EQ(summary.value(QStringLiteral("readings")).toInt(), output.size() - 1);
+    EXPECT_EQ(summary.value(QStringLiteral("failed")).toInt(), 0);
+    EXPECT_DOUBLE_EQ(summary.value(QStringLiteral("Lv")).toObject().value(QStringLiteral("mean")).toDouble(),
+                     95);
 
     // The instrument heard the analyser's sign-off, "COM,0", as the last thing.
     QByteArray log;

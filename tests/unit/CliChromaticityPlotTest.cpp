@@ -1,4 +1,5 @@
 #include "ChromaticityPlot.h"
+#include "Colorimetry.h"
 #include "SpectralLocus.h"
 
 #include <QFile>
@@ -199,4 +200,65 @@ TEST(CliChromaticityPlot, AxisTicksAreShortRoundNumbers) {
             EXPECT_LE(tick.size(), 4) << qPrintable(tick);
         }
     }
+}
+
+TEST(CliChromaticityPlot, PlanckianLocusCarriesTemperatureTicksFromTwoToTenThousandKelvin) {
+    ChromaticityPlot plot;
+    QString error;
+    const QList<Element> found = elements(plot.svg(), &error);
+    ASSERT_TRUE(error.isEmpty()) << qPrintable(error);
+    bool locus = false;
+    QList<int> ticks;
+    for (const Element& e : found) {
+        const QXmlStreamAttributes& a = e.attributes;
+        if (a.value(QStringLiteral("id")) == QLatin1String("planckian-locus")) {
+            locus = true;
+            // The curve runs through the drawing's range of temperatures inside the spectral locus.
+            for (const QString& pair :
+                 a.value(QStringLiteral("points")).toString().split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
+                const QStringList xy = pair.split(QLatin1Char(','));
+                const double x = (xy[0].toDouble() - ChromaticityPlot::kXyLeft) / ChromaticityPlot::kXyScale;
+                const double y = ChromaticityPlot::kYMax -
+                                 (xy[1].toDouble() - ChromaticityPlot::kXyTop) / ChromaticityPlot::kXyScale;
+                EXPECT_TRUE(insideLocus(x, y)) << x << "," << y;
+            }
+        }
+        if (a.value(QStringLiteral("class")) == QLatin1String("cct-tick")) {
+            const int kelvin = a.value(QStringLiteral("data-kelvin")).toInt();
+            ticks << kelvin;
+            // The tick's middle is the locus at that temperature.
+            const double x = a.value(QStringLiteral("data-x")).toDouble();
+            const double y = a.value(QStringLiteral("data-y")).toDouble();
+            const CctResult cct = CctFromXy(x, y);
+            ASSERT_TRUE(cct.ok()) << kelvin;
+            EXPECT_NEAR(cct.cct, kelvin, kelvin * 0.002);
+            // (data-x and data-y carry four decimals: a twentieth of a picture unit.)
+            auto number = [&a](const char* name) { return a.value(QLatin1String(name)).toDouble(); };
+            const QPointF at = ChromaticityPlot::ChromaticityPosition(x, y);
+            EXPECT_NEAR((number("x1") + number("x2")) / 2, at.x(), 0.05);
+            EXPECT_NEAR((number("y1") + number("y2")) / 2, at.y(), 0.05);
+        }
+    }
+    EXPECT_TRUE(locus);
+    ASSERT_FALSE(ticks.isEmpty());
+    EXPECT_EQ(ticks.first(), 2000);
+    EXPECT_EQ(ticks.last(), 10000);
+    EXPECT_TRUE(plot.svg().contains(QStringLiteral("6000 K")));
+}
+
+TEST(CliChromaticityPlot, ReferenceIsMarkedOnlyWhenThereIsOne) {
+    ChromaticityPlot plot;
+    EXPECT_FALSE(plot.svg().contains(QStringLiteral("id=\"reference\"")));
+    plot.setReference(0.3457, 0.3585);
+    QString error;
+    int references = 0;
+    for (const Element& e : elements(plot.svg(), &error)) {
+        if (e.attributes.value(QStringLiteral("id")) != QLatin1String("reference"))
+            continue;
+        ++references;
+        EXPECT_DOUBLE_EQ(e.attributes.value(QStringLiteral("data-x")).toDouble(), 0.3457);
+        EXPECT_DOUBLE_EQ(e.attributes.value(QStringLiteral("data-y")).toDouble(), 0.3585);
+    }
+    ASSERT_TRUE(error.isEmpty()) << qPrintable(error);
+    EXPECT_EQ(references, 1);
 }

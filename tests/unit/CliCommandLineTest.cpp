@@ -110,12 +110,57 @@ TEST(CliCommandLine, MistakesAreUsageErrorsThatSayWhat) {
         {{QStringLiteral("measure"), QStringLiteral("--tcp=yes")}, "takes no value"},
         {{QStringLiteral("detect"), QStringLiteral("--plot"), QStringLiteral("a.svg")}, "option of measure"},
         {{QStringLiteral("measure"), QStringLiteral("--frobnicate")}, "unknown option"},
+        {{QStringLiteral("measure"), QStringLiteral("--reference"), QStringLiteral("0.3")}, "--reference"},
+        {{QStringLiteral("measure"), QStringLiteral("--reference"), QStringLiteral("0.7,0.6")},
+         "--reference"},
+        {{QStringLiteral("measure"), QStringLiteral("--reference"), QStringLiteral("0.31,0.33,0")},
+         "luminance"},
+        {{QStringLiteral("measure"), QStringLiteral("--reference"), QStringLiteral("last")}, "--reference"},
+        {{QStringLiteral("measure"), QStringLiteral("--quantities"), QStringLiteral("Lv,colour")}, "colour"},
+        {{QStringLiteral("measure"), QStringLiteral("--quantities"), QStringLiteral("x,delta_E2000")},
+         "needs --reference"},
+        {{QStringLiteral("detect"), QStringLiteral("--reference"), QStringLiteral("first")},
+         "option of measure"},
     };
     for (const Case& c : cases) {
         const CommandLine::Result r = parse(c.args);
         EXPECT_FALSE(r.ok()) << qPrintable(c.args.join(QLatin1Char(' ')));
         EXPECT_TRUE(r.error.contains(QLatin1String(c.says))) << qPrintable(r.error);
     }
+}
+
+TEST(CliCommandLine, ReferenceIsAWhiteWithOrWithoutLuminanceOrTheFirstReading) {
+    const CommandLine::Result white =
+        parse({QStringLiteral("measure"), QStringLiteral("--reference"), QStringLiteral("0.3127,0.329")});
+    ASSERT_TRUE(white.ok()) << qPrintable(white.error);
+    EXPECT_TRUE(white.options.hasReference);
+    EXPECT_FALSE(white.options.referenceFirst);
+    EXPECT_DOUBLE_EQ(white.options.reference.x, 0.3127);
+    EXPECT_DOUBLE_EQ(white.options.reference.y, 0.329);
+    EXPECT_FALSE(white.options.reference.hasLv);
+    const CommandLine::Result bright =
+        parse({QStringLiteral("measure"), QStringLiteral("--reference=0.31,0.33,250")});
+    ASSERT_TRUE(bright.ok()) << qPrintable(bright.error);
+    EXPECT_TRUE(bright.options.reference.hasLv);
+    EXPECT_DOUBLE_EQ(bright.options.reference.Lv, 250);
+    const CommandLine::Result first =
+        parse({QStringLiteral("measure"), QStringLiteral("--reference"), QStringLiteral("first")});
+    ASSERT_TRUE(first.ok()) << qPrintable(first.error);
+    EXPECT_TRUE(first.options.hasReference);
+    EXPECT_TRUE(first.options.referenceFirst);
+    EXPECT_FALSE(parse({QStringLiteral("measure")}).options.hasReference);
+}
+
+TEST(CliCommandLine, QuantitiesAreAListOfNamesOrAll) {
+    const CommandLine::Result some = parse(
+        {QStringLiteral("measure"), QStringLiteral("--quantities"), QStringLiteral("CCT, Duv,u_prime")});
+    ASSERT_TRUE(some.ok()) << qPrintable(some.error);
+    EXPECT_EQ(some.options.quantities, (QVector<Quantity>{Quantity::CCT, Quantity::Duv, Quantity::UPrime}));
+    const CommandLine::Result all = parse({QStringLiteral("measure"), QStringLiteral("--quantities=all"),
+                                           QStringLiteral("--reference"), QStringLiteral("first")});
+    ASSERT_TRUE(all.ok()) << qPrintable(all.error);
+    EXPECT_EQ(all.options.quantities, AllQuantities());
+    EXPECT_TRUE(parse({QStringLiteral("measure")}).options.quantities.isEmpty());
 }
 
 TEST(CliCommandLine, FormatIsAnOptionOfEveryCommand) {
@@ -128,8 +173,10 @@ TEST(CliCommandLine, FormatIsAnOptionOfEveryCommand) {
 
 TEST(CliCommandLine, UsageNamesEveryCommandAndOption) {
     const QString usage = CommandLine::UsageText();
-    for (const char* word : {"ports", "detect", "measure", "--count", "--continuous", "--interval", "--tcp",
-                             "--format", "--timeout", "--plot", "--simulate", "--sim-values", "--sim-fault",
-                             "--port", "--catalogue", "--trace", "--help", "--version", "Exit status"})
+    for (const char* word :
+         {"ports",       "detect",    "measure", "--count",    "--continuous", "--interval",  "--tcp",
+          "--format",    "--timeout", "--plot",  "--simulate", "--sim-values", "--sim-fault", "--port",
+          "--catalogue", "--trace",   "--help",  "--version",  "Exit status",  "--reference", "--quantities",
+          "summary",     "CCT",       "Duv",     "u_prime",    "delta_E2000"})
         EXPECT_TRUE(usage.contains(QLatin1String(word))) << word;
 }

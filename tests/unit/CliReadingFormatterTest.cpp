@@ -1,6 +1,7 @@
 #include "IMinolta.h"
 #include "NumberText.h"
 #include "ReadingFormatter.h"
+#include "ReadingStatistics.h"
 #include "ResultText.h"
 
 #include <QJsonDocument>
@@ -30,7 +31,29 @@ Reading goodReading() {
     r.x = double(0.3127f);
     r.y = double(0.3290f);
     r.Tcp = double(6504.0f);
+    r.hasColour = true;
+    r.colour = ColourQuantities::FromLvXy(r.Lv, r.x, r.y);
     return r;
+}
+
+Reading comparedReading(double Lv, double x, double y, const ColourReference& reference) {
+    Reading r = goodReading();
+    r.Lv = Lv;
+    r.x = x;
+    r.y = y;
+    r.colour = ColourQuantities::FromLvXy(Lv, x, y, &reference);
+    return r;
+}
+
+ColourReference d65() {
+    ColourReference white;
+    white.x = 0.3127;
+    white.y = 0.3290;
+    return white;
+}
+
+QStringList csvLines(const QString& text) {
+    return text.trimmed().split(QLatin1Char('\n'));
 }
 
 QJsonObject parse(const QString& line) {
@@ -183,7 +206,176 @@ TEST(CliReadingFormatter, TableNamesTheInstrumentAndShowsChromaticityToFourDecim
         QStringLiteral("Minolta colour analyser (analyser, type 1) on /dev/cu.usbserial-A1")));
     EXPECT_TRUE(header.contains(QStringLiteral("Tcp (K)")));
     const QStringList cells = table.row(goodReading()).simplified().split(QLatin1Char(' '));
+    const Reading r = goodReading();
     EXPECT_EQ(cells, (QStringList{QStringLiteral("2"), QStringLiteral("1.50"), QStringLiteral("s"),
                                   QStringLiteral("120.5"), QStringLiteral("0.3127"), QStringLiteral("0.3290"),
-                                  QStringLiteral("6504"), QStringLiteral("0x00000000")}));
+                                  QString::number(r.colour.cct.cct, 'f', 0),
+                                  QString::number(r.colour.cct.duv, 'f', 4), QStringLiteral("6504"),
+                                  QStringLiteral("0x00000000")}));
+}
+
+TEST(CliReadingFormatter, JsonCarriesEveryColourQuantityUnderItsKey) {
+    const QJsonObject o = parse(ReadingFormatter(OutputFormat::Json, analyser()).row(goodReading()));
+    const ColourQuantities& c = goodReading().colour;
+    EXPECT_NEAR(o.value(QStringLiteral("X")).toDouble(), c.X, 1e-3);
+    EXPECT_NEAR(o.value(QStringLiteral("Y")).toDouble(), 120.5, 1e-9);
+    EXPECT_NEAR(o.value(QStringLiteral("Z")).toDouble(), c.Z, 1e-3);
+    EXPECT_NEAR(o.value(QStringLiteral("u_prime")).toDouble(), 0.1978, 0.00005);
+    EXPECT_NEAR(o.value(QStringLiteral("v_prime")).toDouble(), 0.4683, 0.00005);
+    EXPECT_NEAR(o.value(QStringLiteral("CCT")).toDouble(), 6504, 3);
+    EXPECT_NEAR(o.value(QStringLiteral("Duv")).toDouble(), 0.0032, 0.0003);
+    // No reference: no differences.
+    EXPECT_FALSE(o.contains(QStringLiteral("delta_uv")));
+    EXPECT_FALSE(o.contains(QStringLiteral("delta_E2000")));
+    EXPECT_FALSE(o.contains(QStringLiteral("CCT_note")));
+}
+
+TEST(CliReadingFormatter, JsonOfTheLuminanceMeterHasNoColourQuantities) {
+    InstrumentInfo info = analyser();
+    info.givesXy = false;
+    Reading r = goodReading();
+    r.hasColour = false;
+    const QJsonObject o = parse(ReadingFormatter(OutputFormat::Json, info).row(r));
+    for (const char* key : {"X", "Y", "Z", "u_prime", "v_prime", "CCT", "Duv", "delta_uv", "delta_E2000"})
+        EXPECT_FALSE(o.contains(QLatin1String(key))) << key;
+    EXPECT_DOUBLE_EQ(o.value(QStringLiteral("Lv")).toDouble(), 120.5);
+}
+
+TEST(CliReadingFormatter, ReferenceAddsTheDifferencesAndTheTableShowsDeltaUv) {
+    const Reading r = comparedReading(100, 0.3227, 0.3390, d65());
+    const QJsonObject o = parse(ReadingFormatter(OutputFormat::Json, analyser(), {}, true).row(r));
+    EXPECT_NEAR(o.value(QStringLiteral("delta_uv")).toDouble(), r.colour.deltaUv, 1e-6);
+    EXPECT_NEAR(o.value(QStringLiteral("delta_E2000")).toDouble(), r.colour.deltaE2000, 1e-4);
+    EXPECT_GT(o.value(QStringLiteral("delta_E2000")).toDouble(), 0);
+
+    ReadingFormatter table(OutputFormat::Table, analyser(), {}, true);
+    EXPECT_TRUE(table.header().contains(QStringLiteral("Δu′v′")));
+    EXPECT_FALSE(table.header().contains(QStringLiteral("ΔE2000")));
+    EXPECT_TRUE(table.row(r).contains(QString::number(r.colour.deltaUv, 'f', 4))) << qPrintable(table.row(r));
+}
+
+TEST(CliReadingFormatter, ChosenQuantitiesAreTheColumnsOfTableAndCsv) {
+    const QVector<Quantity> chosen = {Quantity::UPrime, Quantity::VPrime, Quantity::DeltaE2000};
+    const Reading r = comparedReading(100, 0.3227, 0.3390, d65());
+    ReadingFormatter csv(OutputFormat::Csv, analyser(), chosen, true);
+    const QStringList header = csv.header().trimmed().split(QLatin1Char(','));
+    for (const char* absent : {"Lv", "x", "y", "CCT", "Duv", "delta_uv"})
+        EXPECT_FALSE(header.contains(QLatin1String(absent))) << absent;
+    const QStringList row = csv.row(r).trimmed().split(QLatin1Char(','));
+    ASSERT_EQ(row.size(), header.size());
+    EXPECT_EQ(row[header.indexOf(QStringLiteral("kind"))], QStringLiteral("reading"));
+    EXPECT_EQ(row[header.indexOf(QStringLiteral("u_prime"))], QString::number(r.colour.uPrime, 'f', 4));
+    EXPECT_EQ(row[header.indexOf(QStringLiteral("delta_E2000"))],
+              QString::number(r.colour.deltaE2000, 'f', 2));
+
+    const QString tableHeader = ReadingFormatter(OutputFormat::Table, analyser(), chosen, true).header();
+    EXPECT_TRUE(tableHeader.contains(QStringLiteral("u′")));
+    EXPECT_TRUE(tableHeader.contains(QStringLiteral("ΔE2000")));
+    EXPECT_FALSE(tableHeader.contains(QStringLiteral("CCT")));
+    // JSON carries everything whatever was chosen.
+    const QJsonObject o = parse(ReadingFormatter(OutputFormat::Json, analyser(), chosen, true).row(r));
+    EXPECT_TRUE(o.contains(QStringLiteral("CCT")));
+    EXPECT_TRUE(o.contains(QStringLiteral("x")));
+}
+
+TEST(CliReadingFormatter, CctFarOffTheLocusIsSaidInsteadOfANumber) {
+    Reading r = goodReading();
+    r.x = 0.30;
+    r.y = 0.45;
+    r.colour = ColourQuantities::FromLvXy(r.Lv, r.x, r.y);
+    ASSERT_FALSE(r.colour.cct.ok());
+    const QString table = ReadingFormatter(OutputFormat::Table, analyser()).row(r);
+    EXPECT_TRUE(table.contains(QStringLiteral("off locus"))) << qPrintable(table);
+    const QJsonObject o = parse(ReadingFormatter(OutputFormat::Json, analyser()).row(r));
+    EXPECT_TRUE(o.contains(QStringLiteral("CCT")));
+    EXPECT_TRUE(o.value(QStringLiteral("CCT")).isNull());
+    EXPECT_TRUE(o.value(QStringLiteral("Duv")).isNull());
+    EXPECT_TRUE(o.value(QStringLiteral("CCT_note")).toString().contains(QStringLiteral("locus")));
+    ReadingFormatter csv(OutputFormat::Csv, analyser());
+    const QStringList header = csv.header().trimmed().split(QLatin1Char(','));
+    const QStringList row = csv.row(r).trimmed().split(QLatin1Char(','));
+    EXPECT_EQ(row[header.indexOf(QStringLiteral("CCT"))], QStringLiteral("off locus"));
+}
+
+TEST(CliReadingFormatter, JsonSummaryIsOneFinalObjectWithEveryQuantity) {
+    ReadingStatistics stats;
+    stats.add(comparedReading(100, 0.3127, 0.3290, d65()));
+    stats.add(comparedReading(110, 0.3137, 0.3300, d65()));
+    Reading failed = goodReading();
+    failed.result = RESULT_FAIL;
+    stats.add(failed);
+    const QString text = ReadingFormatter(OutputFormat::Json, analyser(), {}, true).summary(stats);
+    EXPECT_EQ(text.count(QLatin1Char('\n')), 1);
+    const QJsonObject summary = parse(text).value(QStringLiteral("summary")).toObject();
+    EXPECT_EQ(summary.value(QStringLiteral("readings")).toInt(), 3);
+    EXPECT_EQ(summary.value(QStringLiteral("succeeded")).toInt(), 2);
+    EXPECT_EQ(summary.value(QStringLiteral("failed")).toInt(), 1);
+    const QJsonObject lv = summary.value(QStringLiteral("Lv")).toObject();
+    EXPECT_EQ(lv.value(QStringLiteral("n")).toInt(), 2);
+    EXPECT_DOUBLE_EQ(lv.value(QStringLiteral("mean")).toDouble(), 105);
+    EXPECT_NEAR(lv.value(QStringLiteral("sd")).toDouble(), std::sqrt(50.0), 1e-3);
+    EXPECT_DOUBLE_EQ(lv.value(QStringLiteral("min")).toDouble(), 100);
+    EXPECT_DOUBLE_EQ(lv.value(QStringLiteral("max")).toDouble(), 110);
+    for (const char* key :
+         {"x", "y", "X", "Y", "Z", "u_prime", "v_prime", "CCT", "Duv", "delta_uv", "delta_E2000"})
+        EXPECT_TRUE(summary.value(QLatin1String(key)).isObject()) << key;
+    EXPECT_DOUBLE_EQ(
+        summary.value(QStringLiteral("delta_uv")).toObject().value(QStringLiteral("min")).toDouble(), 0);
+}
+
+TEST(CliReadingFormatter, CsvSummaryRowsAreToldApartByTheirKind) {
+    ReadingStatistics stats;
+    stats.add(comparedReading(100, 0.3127, 0.3290, d65()));
+    stats.add(comparedReading(110, 0.3127, 0.3290, d65()));
+    ReadingFormatter csv(OutputFormat::Csv, analyser(), {}, true);
+    const QStringList header = csv.header().trimmed().split(QLatin1Char(','));
+    const QStringList rows = csvLines(csv.summary(stats));
+    QStringList kinds;
+    for (const QString& line : rows) {
+        const QStringList fields = line.split(QLatin1Char(','));
+        ASSERT_EQ(fields.size(), header.size()) << qPrintable(line);
+        kinds << fields[header.indexOf(QStringLiteral("kind"))];
+        const QString lv = fields[header.indexOf(QStringLiteral("Lv"))];
+        const QString cct = fields[header.indexOf(QStringLiteral("CCT"))];
+        const QString n = fields[header.indexOf(QStringLiteral("n"))];
+        if (kinds.last() == QLatin1String("mean")) {
+            EXPECT_EQ(lv.toDouble(), 105);
+        } else if (kinds.last() == QLatin1String("max")) {
+            EXPECT_EQ(lv.toDouble(), 110);
+        } else if (kinds.last() == QLatin1String("count")) {
+            EXPECT_EQ(cct, QStringLiteral("2"));
+            EXPECT_EQ(n, QStringLiteral("2"));
+        } else if (kinds.last() == QLatin1String("failed")) {
+            EXPECT_EQ(n, QStringLiteral("0"));
+        }
+    }
+    EXPECT_EQ(kinds, (QStringList{QStringLiteral("mean"), QStringLiteral("sd"), QStringLiteral("min"),
+                                  QStringLiteral("max"), QStringLiteral("count"), QStringLiteral("failed")}));
+}
+
+TEST(CliReadingFormatter, TableSummaryIsABlockUnderTheColumns) {
+    ReadingStatistics stats;
+    stats.add(comparedReading(100, 0.3127, 0.3290, d65()));
+    stats.add(comparedReading(104, 0.3127, 0.3290, d65()));
+    ReadingFormatter table(OutputFormat::Table, analyser(), {}, true);
+    const QStringList header = table.header().split(QLatin1Char('\n'));
+    const QString columns = header.value(2);
+    const QStringList block = table.summary(stats).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_EQ(block.size(), 5) << qPrintable(table.summary(stats));
+    EXPECT_TRUE(block[0].trimmed().startsWith(QStringLiteral("mean")));
+    EXPECT_TRUE(block[1].trimmed().startsWith(QStringLiteral("sd")));
+    // The mean of Lv stands right-aligned under its title.
+    const int lvEnd = columns.indexOf(QStringLiteral("Lv (cd/m²)")) + QStringLiteral("Lv (cd/m²)").size();
+    EXPECT_EQ(block[0].mid(0, lvEnd).trimmed().split(QLatin1Char(' ')).last(), QStringLiteral("102"));
+    EXPECT_TRUE(block[4].contains(QStringLiteral("2 readings: 2 succeeded, 0 failed")))
+        << qPrintable(block[4]);
+}
+
+TEST(CliReadingFormatter, TableSummaryOfRunWithoutAGoodReadingIsTheCountAlone) {
+    ReadingStatistics stats;
+    Reading failed = goodReading();
+    failed.result = RESULT_PORT_LOST;
+    stats.add(failed);
+    const QString text = ReadingFormatter(OutputFormat::Table, analyser()).summary(stats);
+    EXPECT_EQ(text.trimmed(), QStringLiteral("1 reading: 0 succeeded, 1 failed"));
 }
