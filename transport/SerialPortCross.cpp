@@ -24,6 +24,8 @@ namespace {
 // periods, room for USB frame jitter and a briefly busy port thread, and still below the 80 ms of
 // silence after which a read ends empty and the command channel takes a reply as complete.
 const qint64 kReplyPauseMs = 50;
+// Before the first chunk, the last one arrived long before anything could follow it.
+const qint64 kLongAgoMs = -1000000;
 
 // The most the receive buffer keeps between two reads: a whole reply buffer of the command channel
 // and as much again. A device that streams without pause while nobody reads cannot grow it further;
@@ -38,8 +40,8 @@ QString chunkText(const QByteArray& chunk) {
 } // namespace
 
 SerialPortCross::SerialPortCross()
-    : QObject(nullptr), m_pSerialPort(nullptr), m_bReadyRead(false), m_lastChunkMs(0), m_bDeviceLost(false),
-      m_lostErrorsLogged(0), m_openCount(0), m_readingThread(nullptr) {
+    : QObject(nullptr), m_pSerialPort(nullptr), m_bReadyRead(false), m_lastChunkMs(kLongAgoMs),
+      m_bDeviceLost(false), m_lostErrorsLogged(0), m_openCount(0), m_readingThread(nullptr) {
     m_arrivalClock.start();
     m_pSerialPort = new QSerialPort(nullptr);
 }
@@ -200,17 +202,21 @@ void SerialPortCross::onReceivedata() {
             return;
         const QByteArray chunk = m_pSerialPort->readAll();
         const QString text = chunkText(chunk);
-        if (text.isEmpty()) {
-            // A chunk that starts with NUL counts as nothing received, for every instrument.
-            qDebug().noquote().nospace() << "NULL " << text;
-            return;
-        }
         int discarded = 0;
         {
             QMutexLocker lock(&m_recvMutex);
             const qint64 now = m_arrivalClock.elapsed();
+            const bool continuesReply = now - m_lastChunkMs <= kReplyPauseMs;
+            // A chunk that starts with NUL counts as nothing received, for every instrument. A piece
+            // that continues a reply is no such chunk: a binary frame crosses the line in pieces, and
+            // one of them may well begin with a NUL byte of the frame.
+            if (text.isEmpty() && !continuesReply) {
+                lock.unlock();
+                qDebug().noquote().nospace() << "NULL " << text;
+                return;
+            }
             // After a pause the chunk starts a new reply: what is left unread is stale.
-            if (now - m_lastChunkMs > kReplyPauseMs)
+            if (!continuesReply)
                 m_baRecvData.clear();
             m_lastChunkMs = now;
             const int room = kReceiveBufferLimit - m_baRecvData.size();

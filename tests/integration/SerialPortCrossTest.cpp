@@ -342,6 +342,26 @@ TEST(SerialPortCross, ChunkStartingWithNulIsLoggedAndDropped) {
     flushDeferredDeletes();
 }
 
+TEST(SerialPortCross, PieceOfAFrameThatBeginsWithNulIsKeptWithTheFrame) {
+    auto sim = startInstrument();
+    const QByteArray head("MEAS\x08", 5);
+    const QByteArray tail("\0\0\0\x01OK", 6);
+    sim->onPieces("PING\n", {ReplyPiece{0, head}, ReplyPiece{16, tail}});
+    {
+        SerialPortCross port;
+        ASSERT_TRUE(openAt(port, sim->portPath()));
+        MessageCapture log;
+        trigger(port, "PING\n");
+        ASSERT_TRUE(waitUntil([&] { return sim->bytesSent() == head.size() + tail.size(); }, 3000));
+        pumpEvents(10);
+        EXPECT_EQ(log.count(QStringLiteral("NULL ")), 0);
+        char buf[1024] = {};
+        const unsigned n = port.Read(buf, sizeof buf);
+        EXPECT_EQ(QByteArray(buf, int(n)), head + tail);
+    }
+    flushDeferredDeletes();
+}
+
 TEST(SerialPortCross, ChunkStartingWithNulAloneCountsAsNothingReceived) {
     auto sim = startInstrument();
     sim->on("PING\n", QByteArray("\0\x01\x02\x03", 4));
