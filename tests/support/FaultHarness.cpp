@@ -69,6 +69,8 @@ void FaultCell::TearDown() {
 
 InstrumentModel& FaultCell::start(std::unique_ptr<InstrumentModel> custom) {
     std::unique_ptr<InstrumentModel> model = custom ? std::move(custom) : CreateFamilyModel(m_family);
+    if (model)
+        model->setLine(GetParam());
     if (!model)
         ADD_FAILURE() << "no simulator model for " << m_family.toStdString() << ": "
                       << SimFamilyProblem(m_family).toStdString();
@@ -334,7 +336,8 @@ void ColourFaultCell::replySplitWhileMeasuring() {
     const Outcome outcome =
         measureWithin(answeredReadMs(6) + answeredReadMs(m_conversation.measurementLineBytes));
     EXPECT_GE(loggedSingleBytes(), 4) << log().toStdString();
-    // Bytes replaced in the receive buffer spoil the display mode's "OK00".
+    // Joined, the bytes make the display mode's "OK00" and the values; a gap stretched past the
+    // pause between replies would spoil them.
     if (!finishedOrFailed(outcome))
         expectNothingToRead();
 }

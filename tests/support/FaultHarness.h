@@ -7,6 +7,7 @@
 
 #include "IMinolta.h"
 #include "InstrumentModel.h"
+#include "LineParams.h"
 #include "TestSupport.h"
 
 #include <QByteArray>
@@ -180,8 +181,9 @@ private:
 };
 
 // One cell of the fault matrix: a facade, a watcher registered through it, the Qt message stream
-// captured, and the family's simulated instrument that detection is pointed at.
-class FaultCell : public ::testing::Test {
+// captured, and the family's simulated instrument that detection is pointed at. The test's parameter
+// is how the cable delivers; every instrument the cell starts uses it.
+class FaultCell : public ::testing::TestWithParam<LineModel> {
 public:
     struct Timed {
         unsigned long result = RESULT_FAIL;
