@@ -35,11 +35,16 @@ protected:
 // instant line only.
 class JingceSilentLineFaultMatrix : public JingceFaultMatrix {};
 
+// Slow cells whose faulty replies come in pieces on a real cable: the instant line and the USB one.
+class JingceSlowFaultMatrix : public JingceFaultMatrix {};
+
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(Lines, JingceFaultMatrix, ::testing::ValuesIn(AllLines()), LineName);
 INSTANTIATE_TEST_SUITE_P(Lines, JingceSilentLineFaultMatrix, ::testing::Values(LineModel(LineModel::Instant)),
                          LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, JingceSlowFaultMatrix,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
 
 // --- Faults present from the start: what detection makes of them ---------------------------------
 
@@ -59,8 +64,8 @@ TEST_P(JingceFaultMatrix, GarbageAtConnectIsNotTakenForTheInstrument) {
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_P(JingceFaultMatrix, OverlongReplyAtConnectStaysInItsBufferAndEndsInAResultCode) {
-    // The receive buffer keeps the zero calibration answer's last piece only: its status is lost.
+TEST_P(JingceSlowFaultMatrix, OverlongReplyAtConnectStaysInItsBufferAndEndsInAResultCode) {
+    // The pieces are joined and cut to the reply buffer: each answer keeps its status at its head.
     overlongReplyAtConnect();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
@@ -119,9 +124,9 @@ TEST_P(JingceFaultMatrix, GarbageWhileMeasuringFailsAtTheDisplayModeAnswer) {
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_P(JingceFaultMatrix, OverlongReplyWhileMeasuringEndsInAWatcherCall) {
+TEST_P(JingceSlowFaultMatrix, OverlongReplyWhileMeasuringEndsInAWatcherCall) {
     faultAfterConnect(SimFault::Overlong);
-    const Outcome outcome = measureWithin(2 * answeredReadMs());
+    const Outcome outcome = measureWithin(2 * answeredReadMs() + 2 * lineMs(kOverlongBytes));
     EXPECT_TRUE(loggedPadding()) << log().toStdString();
     if (finishedOrFailed(outcome)) {
         // Both heads were kept: the padding stuck to the luminance makes it no number, which
