@@ -83,14 +83,17 @@ QString DetectionFloorText(int type, bool lineTime) {
 }
 
 int LockedLatencyFloorMs(int instrumentMs, int waitMs) {
-    const int result = kPortEmptyReadMs + instrumentMs;
+    return int(WorkerReadFloorMs(kPortEmptyReadMs + instrumentMs, waitMs));
+}
+
+double WorkerReadFloorMs(double resultMs, int waitMs) {
     // Walk the worker's reads and sleeps until a slice ends after the result is there.
-    int readStart = 0;
+    double readStart = 0;
     for (int read = 0; read < 100000; ++read) {
         for (int slice = 1; slice <= kPortSlices; ++slice) {
-            const int sliceEnd = readStart + slice * kPortSliceMs;
-            if (sliceEnd >= result)
-                return sliceEnd - result + kPortEmptyReadMs;
+            const double sliceEnd = readStart + slice * kPortSliceMs;
+            if (sliceEnd >= resultMs)
+                return sliceEnd - resultMs + kPortEmptyReadMs;
         }
         readStart += kPortEmptyReadMs + waitMs;
     }

@@ -40,19 +40,20 @@ double DetectionFloorMs(int type, bool lineTime);
 // What the floor of one family is made of, for people.
 QString DetectionFloorText(int type, bool lineTime);
 
-// From the last byte of a result to the watcher: the slice in progress when it lands (0 to 20 ms,
-// uniform when the landing moment is) and the empty read that ends the reply.
-constexpr int LatencyFloorMinMs() {
-    return kPortEmptyReadMs;
-}
-constexpr double LatencyFloorQuantileMs(double q) {
-    return kPortEmptyReadMs + q * kPortSliceMs;
-}
+// From the last byte of a result to the watcher: at the least the rest of the slice in progress when
+// it lands (0 to 20 ms) and the empty read that ends the reply; WorkerReadFloorMs below walks the
+// worker's reads to find that slice.
 
 // The same latency as the conversation is laid out today: the worker's first read holds the port's
 // lock, so its queued command leaves only when that read ends; the instrument then takes
 // instrumentMs, and a result that lands while the worker sleeps between tries (waitMs) is seen only
 // at the first slice after the sleep. Returns the milliseconds from the result to the callback.
 int LockedLatencyFloorMs(int instrumentMs, int waitMs);
+// The same walk for a result that lands resultMs after the measurement started, the command having
+// left at once: the worker's reads of four 20 ms slices, each followed by a sleep of waitMs when it
+// found nothing. On a real cable the command's and the reply's line time (and a USB latency timer)
+// can push the result past the first read, into the sleep. Returns the milliseconds from the result
+// to the callback.
+double WorkerReadFloorMs(double resultMs, int waitMs);
 // The wait between reply reads of the family's measurement (the driver's interval).
 int MeasureReadWaitMs(int type);
