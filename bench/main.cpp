@@ -22,7 +22,6 @@
 #include <QTimer>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -69,12 +68,6 @@ void pointDetectionAt(const QString& portPath) {
     const char* names[] = {name.constData()};
     const char* descriptions[] = {"USB-Serial Controller"};
     ChromameterSetPortCatalogue(names, descriptions, 1);
-}
-
-std::int64_t SteadyNowNs() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
 }
 
 void pump(int ms) {
@@ -127,9 +120,8 @@ void benchDetectionOf(const Settings& s, IMinolta* facade, int type, const LineM
             ++wrong;
         facade->Disconnect();
     }
-    const bool lineTime = cable.kind() != LineModel::Instant;
     const double median = quantile(ms, 0.5);
-    const double floor = DetectionFloorMs(type, lineTime);
+    const double floor = DetectionFloorMs(type, cable);
     const double ratio = median / floor;
     line(QStringLiteral("detection %1 (type %2) %3: median %4 ms, min %5 ms, floor %6 ms (%7), ratio %8 "
                         "[goal <= 1.10: %9]%10")
@@ -139,18 +131,19 @@ void benchDetectionOf(const Settings& s, IMinolta* facade, int type, const LineM
              .arg(median, 0, 'f', 1)
              .arg(quantile(ms, 0.0), 0, 'f', 1)
              .arg(floor, 0, 'f', 1)
-             .arg(DetectionFloorText(type, lineTime))
+             .arg(DetectionFloorText(type, cable))
              .arg(ratio, 0, 'f', 3)
              .arg(goal(ratio <= 1.10))
              .arg(wrong ? QStringLiteral(" (%1 runs did not detect the family!)").arg(wrong) : QString()));
 }
 
 void benchDetection(const Settings& s, IMinolta* facade) {
-    line(
-        QStringLiteral("## 1. Detection time (median of %1 runs; floor = failing budgets of the drivers "
-                       "tried before + own handshake answered at once; on a realistic line each own exchange "
-                       "ends no sooner than its bytes have crossed the line, then the read that ends it)")
-            .arg(s.detectionRuns));
+    line(QStringLiteral(
+             "## 1. Detection time (median of %1 runs; floor = failing budgets of the drivers "
+             "tried before + own handshake answered at once; on a realistic line each own exchange "
+             "found at the first slice end after its reply has crossed the line and been handed over "
+             "(USB: mean over the latency timer's phase), then the read that ends it)")
+             .arg(s.detectionRuns));
     for (const LineModel& cable : s.lines)
         for (int type = 0; type < 5; ++type)
             benchDetectionOf(s, facade, type, cable);
@@ -179,14 +172,14 @@ void benchLatencyOf(const Settings& s, IMinolta* facade, int type, const LineMod
     for (int i = 0; i < samples; ++i) {
         const int instrumentMs = delay(random);
         model->setMeasureDelayMs(instrumentMs);
-        const std::int64_t startNs = SteadyNowNs();
         if (!measureOnce(facade, watcher, 15000)) {
             ++failed;
             continue;
         }
         ms.push_back(double(watcher.finishedAtNs() - model->lastWriteSteadyNs()) / 1e6);
-        // Where the result landed in the worker's reads: on a real cable, after the line time too.
-        const double landedMs = double(model->lastWriteSteadyNs() - startNs) / 1e6;
+        // Where the result landed in the worker's reads, which began when it sent the command the
+        // result answers (the last one the instrument received); on a real cable after the line time.
+        const double landedMs = double(model->lastWriteSteadyNs() - model->lastReceiveSteadyNs()) / 1e6;
         floor.push_back(WorkerReadFloorMs(landedMs, MeasureReadWaitMs(type)));
         lockedFloor.push_back(LockedLatencyFloorMs(instrumentMs, MeasureReadWaitMs(type)));
     }
