@@ -99,17 +99,22 @@ QString DetectionFloorText(int type, const LineModel& line) {
 }
 
 int LockedLatencyFloorMs(int instrumentMs, int waitMs) {
-    return int(WorkerReadFloorMs(kPortEmptyReadMs + instrumentMs, waitMs));
+    const double result = kPortEmptyReadMs + instrumentMs;
+    return int(WorkerReadFloorMs(result, result, waitMs));
 }
 
-double WorkerReadFloorMs(double resultMs, int waitMs) {
-    // Walk the worker's reads and sleeps until a slice ends after the result is there.
+double WorkerReadFloorMs(double firstMs, double lastMs, int waitMs) {
+    // Walk the worker's reads and sleeps until a slice ends after the first piece is there.
     double readStart = 0;
     for (int read = 0; read < 100000; ++read) {
         for (int slice = 1; slice <= kPortSlices; ++slice) {
-            const double sliceEnd = readStart + slice * kPortSliceMs;
-            if (sliceEnd >= resultMs)
-                return sliceEnd - resultMs + kPortEmptyReadMs;
+            const double found = readStart + slice * kPortSliceMs;
+            if (found < firstMs)
+                continue;
+            // From there the slices run on without sleeping until one ends after the last piece.
+            const double last =
+                found + std::max(0.0, std::ceil((lastMs - found) / kPortSliceMs)) * kPortSliceMs;
+            return last - lastMs + kPortEmptyReadMs;
         }
         readStart += kPortEmptyReadMs + waitMs;
     }

@@ -55,11 +55,12 @@ QString DetectionFloorText(int type, const LineModel& line);
 // instrumentMs, and a result that lands while the worker sleeps between tries (waitMs) is seen only
 // at the first slice after the sleep. Returns the milliseconds from the result to the callback.
 int LockedLatencyFloorMs(int instrumentMs, int waitMs);
-// The same walk for a result that lands resultMs after the measurement started, the command having
-// left at once: the worker's reads of four 20 ms slices, each followed by a sleep of waitMs when it
-// found nothing. On a real cable the command's and the reply's line time (and a USB latency timer)
-// can push the result past the first read, into the sleep. Returns the milliseconds from the result
-// to the callback.
-double WorkerReadFloorMs(double resultMs, int waitMs);
+// The same walk for a result whose first piece lands firstMs and whose last piece lands lastMs after
+// its command left (at once): the worker's reads of four 20 ms slices, each followed by a sleep of
+// waitMs when it found nothing. The slice that finds the first piece ends the waiting; reads then go
+// on without sleeping, and the slice that finds the last piece is followed by the empty read. On a
+// real cable the line time (and a USB latency timer) can push the first piece past the first read,
+// into the sleep. Returns the milliseconds from the last piece to the callback.
+double WorkerReadFloorMs(double firstMs, double lastMs, int waitMs);
 // The wait between reply reads of the family's measurement (the driver's interval).
 int MeasureReadWaitMs(int type);

@@ -179,8 +179,9 @@ void benchLatencyOf(const Settings& s, IMinolta* facade, int type, const LineMod
         ms.push_back(double(watcher.finishedAtNs() - model->lastWriteSteadyNs()) / 1e6);
         // Where the result landed in the worker's reads, which began when it sent the command the
         // result answers (the last one the instrument received); on a real cable after the line time.
-        const double landedMs = double(model->lastWriteSteadyNs() - model->lastReceiveSteadyNs()) / 1e6;
-        floor.push_back(WorkerReadFloorMs(landedMs, MeasureReadWaitMs(type)));
+        const double firstMs = double(model->lastAnswerStartSteadyNs() - model->lastReceiveSteadyNs()) / 1e6;
+        const double lastMs = double(model->lastWriteSteadyNs() - model->lastReceiveSteadyNs()) / 1e6;
+        floor.push_back(WorkerReadFloorMs(firstMs, lastMs, MeasureReadWaitMs(type)));
         lockedFloor.push_back(LockedLatencyFloorMs(instrumentMs, MeasureReadWaitMs(type)));
     }
     facade->UnregisterWatcher(&watcher);

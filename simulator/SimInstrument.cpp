@@ -96,6 +96,8 @@ struct SimInstrument::Impl {
     qint64 bytesSent = 0;
     Clock::time_point lastWrite{};
     Clock::time_point lastReceive{};
+    Clock::time_point lastAnswerStart{};
+    bool answerStarted = false;
     quint64 unplugRequests = 0;
     quint64 unplugsDone = 0;
 
@@ -181,6 +183,9 @@ struct SimInstrument::Impl {
         if (n > 0) {
             bytesSent += n;
             lastWrite = Clock::now();
+            if (!answerStarted)
+                lastAnswerStart = lastWrite;
+            answerStarted = true;
             output.remove(0, int(n));
         } else if (n < 0 && !link.isPlugged()) {
             output.clear();
@@ -240,6 +245,8 @@ bool SimInstrument::start() {
         d->bytesSent = 0;
         d->lastWrite = Clock::time_point{};
         d->lastReceive = Clock::time_point{};
+        d->lastAnswerStart = Clock::time_point{};
+        d->answerStarted = false;
     }
     d->thread = std::thread([this] { run(); });
     return true;
@@ -363,6 +370,7 @@ void SimInstrument::run() {
             // they have crossed the line.
             d->record.append(ReceivedChunk{at, baud, incoming});
             d->lastReceive = arrived;
+            d->answerStarted = false;
             Clock::time_point crossed = arrived;
             if (d->line.kind() != LineModel::Instant) {
                 crossed = std::max(arrived, d->inboundFreeAt) +
@@ -450,6 +458,12 @@ qint64 SimInstrument::bytesSent() const {
 qint64 SimInstrument::lastWriteSteadyNs() const {
     std::lock_guard<std::mutex> lock(d->mutex);
     return std::chrono::duration_cast<std::chrono::nanoseconds>(d->lastWrite.time_since_epoch()).count();
+}
+
+qint64 SimInstrument::lastAnswerStartSteadyNs() const {
+    std::lock_guard<std::mutex> lock(d->mutex);
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(d->lastAnswerStart.time_since_epoch())
+        .count();
 }
 
 qint64 SimInstrument::lastReceiveSteadyNs() const {

@@ -69,6 +69,9 @@ public:
     // When bytes from the library last arrived (before their line time), on the same clock; 0 before
     // any. With lastWriteSteadyNs() it tells where an answer landed after its command was sent.
     qint64 lastReceiveSteadyNs() const;
+    // When the first bytes written after the last ones received went to the library (the head of
+    // the answer to the last command), on the same clock; 0 before any.
+    qint64 lastAnswerStartSteadyNs() const;
 
 protected:
     // Called on the simulator thread with each stretch of bytes as it arrives.
