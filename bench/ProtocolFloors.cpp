@@ -1,5 +1,13 @@
 #include "ProtocolFloors.h"
 
+#include "InstrumentFamilies.h"
+
+#include <QList>
+#include <QStringList>
+
+#include <algorithm>
+#include <cmath>
+
 namespace {
 // The handshake each driver spends on an instrument that is not its own (nothing answers).
 int FailingHandshakeMs(int type) {
@@ -17,48 +25,99 @@ int FailingHandshakeMs(int type) {
     }
 }
 
-// Answered exchanges of each driver's own handshake.
-int OwnExchanges(int type) {
+// The answered exchanges of each driver's own handshake: command and reply bytes.
+struct OwnExchange {
+    int command;
+    int reply;
+};
+
+QList<OwnExchange> OwnExchanges(int type) {
     switch (type) {
     case 0:
-        return 2; // "STR,4" refused, "RMTS,1"
+        return {{6, 6}, {8, 6}}; // "STR,4" refused "ER00", "RMTS,1" "OK00"
     case 1:
-        return 2; // "COM,1", "ZRC,1,<date>"
+        return {{6, 6}, {26, 6}}; // "COM,1", "ZRC,1,<date and time>"
     case 2:
-        return 3; // three connect frames
+        return {{100, 200}, {100, 200}, {100, 200}}; // three connect frames
     case 3:
-        return 1; // "PHOTO"
+        return {{5, 14}}; // "PHOTO" and its greeting
     case 4:
-        return 3; // "COM,0", "COM,1", "ZRC,1,<date>"
+        return {{6, 6}, {6, 6}, {26, 6}}; // "COM,0", "COM,1", "ZRC,1,<date and time>"
     default:
-        return 0;
+        return {};
     }
 }
 } // namespace
 
-int DetectionFloorMs(int type) {
-    int ms = 0;
-    for (int before = 0; before < type; ++before)
-        ms += FailingHandshakeMs(before);
-    return ms + OwnExchanges(type) * AnsweredExchangeMs();
+int FamilyBaud(int type) {
+    const InstrumentFamily* family = InstrumentFamilyOf(type);
+    return family ? family->baud : 0;
 }
 
-QString DetectionFloorText(int type) {
+double LineMs(int bytes, int baud) {
+    return double(bytes) * 10.0 * 1000.0 / double(baud);
+}
+
+double FirstSliceEndMs(double ms) {
+    return std::max(1.0, std::ceil(ms / kPortSliceMs)) * kPortSliceMs;
+}
+
+double AnsweredExchangeOnLineMs(int commandBytes, int replyBytes, int baud, const LineModel& line) {
+    if (line.kind() == LineModel::Instant)
+        return AnsweredExchangeMs();
+    const double crossed = LineMs(commandBytes + replyBytes, baud);
+    if (line.kind() == LineModel::ByteWise)
+        return FirstSliceEndMs(crossed) + kPortEmptyReadMs;
+    // The mean over the latency timer's phase, in fine steps.
+    const int steps = 1000;
+    const double period = line.usbPeriodMs();
+    double sum = 0;
+    for (int i = 0; i < steps; ++i)
+        sum += FirstSliceEndMs(crossed + (i + 0.5) * period / steps);
+    return sum / steps + kPortEmptyReadMs;
+}
+
+double DetectionFloorMs(int type, const LineModel& line) {
+    double ms = 0;
+    for (int before = 0; before < type; ++before)
+        ms += FailingHandshakeMs(before);
+    for (const OwnExchange& exchange : OwnExchanges(type))
+        ms += AnsweredExchangeOnLineMs(exchange.command, exchange.reply, FamilyBaud(type), line);
+    return ms;
+}
+
+QString DetectionFloorText(int type, const LineModel& line) {
+    const bool lineTime = line.kind() != LineModel::Instant;
     QString text;
     for (int before = 0; before < type; ++before)
         text += QString::number(FailingHandshakeMs(before)) + " + ";
-    return text + QString::number(OwnExchanges(type)) + " x " + QString::number(AnsweredExchangeMs());
+    const QList<OwnExchange> own = OwnExchanges(type);
+    if (!lineTime)
+        return text + QString::number(own.size()) + " x " + QString::number(AnsweredExchangeMs());
+    QStringList parts;
+    for (const OwnExchange& exchange : own)
+        parts << QString::number(
+            AnsweredExchangeOnLineMs(exchange.command, exchange.reply, FamilyBaud(type), line), 'f', 1);
+    return text + parts.join(QStringLiteral(" + "));
 }
 
 int LockedLatencyFloorMs(int instrumentMs, int waitMs) {
-    const int result = kPortEmptyReadMs + instrumentMs;
-    // Walk the worker's reads and sleeps until a slice ends after the result is there.
-    int readStart = 0;
+    const double result = kPortEmptyReadMs + instrumentMs;
+    return int(WorkerReadFloorMs(result, result, waitMs));
+}
+
+double WorkerReadFloorMs(double firstMs, double lastMs, int waitMs) {
+    // Walk the worker's reads and sleeps until a slice ends after the first piece is there.
+    double readStart = 0;
     for (int read = 0; read < 100000; ++read) {
         for (int slice = 1; slice <= kPortSlices; ++slice) {
-            const int sliceEnd = readStart + slice * kPortSliceMs;
-            if (sliceEnd >= result)
-                return sliceEnd - result + kPortEmptyReadMs;
+            const double found = readStart + slice * kPortSliceMs;
+            if (found < firstMs)
+                continue;
+            // From there the slices run on without sleeping until one ends after the last piece.
+            const double last =
+                found + std::max(0.0, std::ceil((lastMs - found) / kPortSliceMs)) * kPortSliceMs;
+            return last - lastMs + kPortEmptyReadMs;
         }
         readStart += kPortEmptyReadMs + waitMs;
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LineModel.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -46,6 +48,10 @@ public:
     bool isPlugged() const;
     // Line speed the library has set on the port, in baud.
     int lineBaud() const;
+    // How the cable delivers: every byte in both directions takes its line time, and replies reach
+    // the library as the chosen adapter hands them over. Instant (no line time) until set. Any thread.
+    void setLine(const LineModel& line);
+    LineModel line() const;
 
     // Everything received since start() or the last clearRecord(), in order.
     QByteArray received() const;
@@ -60,6 +66,12 @@ public:
     // When the last byte so far went to the library: std::chrono::steady_clock nanoseconds since its
     // epoch, 0 before the first write. Lets a host time its reaction to a reply against the wire.
     qint64 lastWriteSteadyNs() const;
+    // When bytes from the library last arrived (before their line time), on the same clock; 0 before
+    // any. With lastWriteSteadyNs() it tells where an answer landed after its command was sent.
+    qint64 lastReceiveSteadyNs() const;
+    // When the first bytes written after the last ones received went to the library (the head of
+    // the answer to the last command), on the same clock; 0 before any.
+    qint64 lastAnswerStartSteadyNs() const;
 
 protected:
     // Called on the simulator thread with each stretch of bytes as it arrives.
