@@ -2,6 +2,8 @@
 
 #include "ChromameterDetector.h"
 
+#include <QDebug>
+#include <QElapsedTimer>
 #include <QMetaObject>
 #include <QSharedPointer>
 #include <QThread>
@@ -16,6 +18,11 @@ namespace {
 
 // How long a sender off the port's thread waits for its command to leave: the write's own drain limit.
 const int kQueuedWriteWaitMs = 100;
+
+// How long one reply may keep arriving once its first byte is in. The longest reply that fits the
+// buffer takes about 1.1 s at 9600 baud; a device that never stops sending (a GPS receiver, a data
+// logger) would otherwise keep one read, and with it detection or a measurement, going for ever.
+const qint64 kLongestReplyMs = 2000;
 
 // Raised by the port's thread once it has run the writes queued before it. Shared by the poster and
 // the queued call, so a call that runs after its sender stopped waiting still finds it alive.
@@ -65,6 +72,7 @@ bool CChromameterCommand::Read(char** reply, int& length, int tries, int waitMs)
     std::memset(*reply, 0, CHROMAMETER_REPLY_SIZE);
     SerialPortCross& port = CChromameterDetector::GetInstance()->m_port;
     int total = 0;
+    QElapsedTimer sinceFirstByte;
     for (;;) {
         // The last byte always stays NUL, so the reply is a terminated string however long it was.
         const unsigned room = unsigned(CHROMAMETER_REPLY_SIZE - 1 - total);
@@ -82,9 +90,17 @@ bool CChromameterCommand::Read(char** reply, int& length, int tries, int waitMs)
             usleep(useconds_t(waitMs) * 1000);
         }
         // Bytes still flowing keep the exchange going, also those dropped because the buffer is full:
-        // the whole reply is taken, and nothing of it is left for the next exchange.
-        if (received != 0)
-            continue;
+        // the whole reply is taken, and nothing of it is left for the next exchange. But not for
+        // longer than any reply lasts: input that does not stop is no reply.
+        if (received != 0) {
+            if (!sinceFirstByte.isValid())
+                sinceFirstByte.start();
+            if (sinceFirstByte.elapsed() < kLongestReplyMs)
+                continue;
+            qDebug().nospace() << "input still arriving after " << kLongestReplyMs << " ms: reply ended";
+            length = total;
+            return total != 0;
+        }
         if (total != 0 || tries < 1) {
             length = total;
             return total != 0;

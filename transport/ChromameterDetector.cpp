@@ -3,6 +3,7 @@
 #include "ChromameterMinolta.h"
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
+#include "HostCallGuard.h"
 #include "LuminanceMeter.h"
 #include "PhotoResearch.h"
 #include "PortCatalogue.h"
@@ -132,6 +133,10 @@ bool CChromameterDetector::TryConnect(QString portName) {
 }
 
 void CChromameterDetector::ReleaseMinolta() {
+    // Asked from the host's timer inside a call that is using the driver, it would delete that driver
+    // under the call: such a release waits for the host to ask again.
+    if (HostCallGuard::active())
+        return;
     if (m_pMinolta) {
         delete m_pMinolta;
         m_pMinolta = nullptr;

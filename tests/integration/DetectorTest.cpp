@@ -95,16 +95,35 @@ TEST(Detector, PortWithoutUsbSerialNameIsNeverTried) {
 
 TEST(Detector, BareUsbSerialNameIsTriedUnderDev) {
     // "cu.usbserial-TEST-ABSENT" becomes "/dev/cu.usbserial-TEST-ABSENT", which does not exist here:
-    // one open is tried and fails, and the scan ends without an instrument. (The prefixing itself is
-    // checked in the port filter's own tests.)
+    // one open is tried and fails, and the scan ends without an instrument.
     ASSERT_FALSE(QFile::exists(QStringLiteral("/dev/cu.usbserial-TEST-ABSENT")));
-    CatalogueScope scope({QStringLiteral("cu.usbserial-TEST-ABSENT")});
+    {
+        CatalogueScope scope({QStringLiteral("cu.usbserial-TEST-ABSENT")});
+        MessageCapture log;
+        CChromameterDetector* detector = CChromameterDetector::GetInstance();
+        EXPECT_EQ(detector->FindProlificComNumber(), -1);
+        EXPECT_EQ(log.count(kOpenFailed), 1);
+        EXPECT_EQ(log.count(kOpened), 0);
+        EXPECT_EQ(detector->m_nInstrumentType, -1);
+    }
+    // The serial port would put a bare name under /dev/ by itself, so the scan above cannot tell who
+    // did. A name outside /dev/ that the serial port would open where it points shows that the scan
+    // prefixes it itself: an answering analyser there is never reached.
+    auto sim = startInstrument();
+    answerAsAnalyser(*sim);
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    ASSERT_FALSE(dir.path().contains(QStringLiteral("/dev/")));
+    const QString outside = dir.path() + QStringLiteral("/cu.usbserial-OUTSIDE");
+    ASSERT_TRUE(QFile::link(sim->portPath(), outside));
+    ASSERT_TRUE(outside.startsWith(QLatin1Char('/')));
+    CatalogueScope scope({outside});
     MessageCapture log;
-    CChromameterDetector* detector = CChromameterDetector::GetInstance();
-    EXPECT_EQ(detector->FindProlificComNumber(), -1);
+    EXPECT_EQ(CChromameterDetector::GetInstance()->FindProlificComNumber(), -1);
     EXPECT_EQ(log.count(kOpenFailed), 1);
     EXPECT_EQ(log.count(kOpened), 0);
-    EXPECT_EQ(detector->m_nInstrumentType, -1);
+    pumpEvents(100);
+    EXPECT_TRUE(sim->received().isEmpty());
 }
 
 TEST(Detector, NameHoldingDevIsOpenedAsIsAndAnsweringAnalyserIsKept) {

@@ -1,0 +1,148 @@
+// A device that never stops sending (a GPS receiver or a data logger on a USB-serial port, 9600 baud,
+// no pause): one reply read ends a bounded time after its first byte, so detection gives up on such a
+// port and goes on to the next, and a measurement whose line starts streaming fails.
+#include "ChromameterCommand.h"
+#include "ChromameterMinoltaApi.h"
+#include "ChromameterDetector.h"
+#include "DetectorPort.h"
+#include "HangWatchdog.h"
+#include "IMinolta.h"
+#include "ScriptedInstrument.h"
+#include "SimFamilies.h"
+#include "InstrumentModel.h"
+#include "TestSupport.h"
+
+#include <QElapsedTimer>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+// How long one reply may keep arriving, and one port read (four 20 ms slices) on top.
+const qint64 kLongestReplyMs = 2000;
+const qint64 kPortReadMs = 80;
+
+std::unique_ptr<ScriptedInstrument> startStreamingDevice() {
+    auto device = std::make_unique<ScriptedInstrument>();
+    EXPECT_TRUE(device->start());
+    device->streamNow();
+    return device;
+}
+
+// A colour analyser as detection and a measurement meet it, that starts streaming when asked for the
+// display mode, the measurement's first command.
+std::unique_ptr<ScriptedInstrument> startAnalyserThatStreamsWhenMeasuring() {
+    auto sim = std::make_unique<ScriptedInstrument>();
+    EXPECT_TRUE(sim->start());
+    sim->on("STR,4\r", "ER10\r\n");
+    sim->on("COM,1\n", "OK00\r\n");
+    sim->on("ZRC,1,", "OK00\r\n");
+    sim->streamOn("MDS,0\n");
+    return sim;
+}
+
+std::unique_ptr<IMinolta> createFacade(RecordingWatcher& watcher) {
+    IMinolta* created = nullptr;
+    EXPECT_EQ(CreateChromameterMinolta(&created), RESULT_OK);
+    if (created)
+        created->RegisterWatcher(&watcher);
+    return std::unique_ptr<IMinolta>(created);
+}
+
+} // namespace
+
+TEST(StreamingDevice, OneReadEndsTwoSecondsAfterItsFirstByteWithAFullBuffer) {
+    auto device = startStreamingDevice();
+    ASSERT_TRUE(openDetectorPort(device->portPath()));
+    MessageCapture log;
+    HangWatchdog watchdog(60, "a read on a streaming line");
+    char* reply = nullptr;
+    int length = -1;
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_TRUE(CChromameterCommand().Read(&reply, length, 3, 100));
+    const qint64 elapsed = clock.elapsed();
+    EXPECT_GE(elapsed, kLongestReplyMs);
+    EXPECT_LE(elapsed, kLongestReplyMs + 2 * kPortReadMs + 1000);
+    // The stream's bytes, never past the buffer: its last byte is still NUL.
+    EXPECT_GT(length, 0);
+    EXPECT_LE(length, CHROMAMETER_REPLY_SIZE - 1);
+    ASSERT_NE(reply, nullptr);
+    EXPECT_EQ(reply[CHROMAMETER_REPLY_SIZE - 1], '\0');
+    EXPECT_TRUE(QByteArray(reply).contains("$GP"));
+    EXPECT_TRUE(log.contains(QStringLiteral("input still arriving after 2000 ms: reply ended")));
+    delete[] reply;
+}
+
+TEST(StreamingDevice, DetectionOnAStreamingPortAloneFailsInBoundedTime) {
+    auto device = startStreamingDevice();
+    CatalogueScope scope({device->portPath()});
+    RecordingWatcher watcher;
+    auto facade = createFacade(watcher);
+    ASSERT_TRUE(facade);
+    HangWatchdog watchdog(90, "detection on a streaming port");
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_EQ(facade->Connect(), RESULT_FAIL);
+    const qint64 elapsed = clock.elapsed();
+    std::printf("detection on a streaming port failed after %lld ms\n", static_cast<long long>(elapsed));
+    EXPECT_LT(elapsed, 30000);
+    EXPECT_FALSE(facade->IsConnected());
+    EXPECT_EQ(watcher.count("connected"), 0);
+    // Every family was asked, the Jingce colorimeter at its own speed last.
+    EXPECT_EQ(device->countReceived("STR,4\r"), 1);
+    EXPECT_EQ(device->countReceived("PHOTO"), 1);
+    EXPECT_EQ(device->countReceived("COM,0\r"), 1);
+    facade->UnregisterWatcher(&watcher);
+}
+
+TEST(StreamingDevice, InstrumentOnTheNextPortIsFoundAfterTheStreamingPortFails) {
+    auto device = startStreamingDevice();
+    std::unique_ptr<InstrumentModel> analyser = CreateFamilyModel(QStringLiteral("analyser"));
+    ASSERT_TRUE(analyser && analyser->start());
+    CatalogueScope scope({device->portPath(), analyser->portPath()});
+    RecordingWatcher watcher;
+    auto facade = createFacade(watcher);
+    ASSERT_TRUE(facade);
+    HangWatchdog watchdog(90, "detection past a streaming port");
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_EQ(facade->Connect(), RESULT_OK);
+    const qint64 elapsed = clock.elapsed();
+    std::printf("instrument after a streaming port found after %lld ms\n", static_cast<long long>(elapsed));
+    EXPECT_LT(elapsed, 35000);
+    EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, SimFamilyType("analyser"));
+    // The streaming port was tried first and given up.
+    EXPECT_EQ(device->countReceived("STR,4\r"), 1);
+    ASSERT_NO_FATAL_FAILURE(expectDefaultReadingMeasured(*facade, watcher));
+    facade->UnregisterWatcher(&watcher);
+}
+
+TEST(StreamingDevice, MeasurementWhoseLineStartsStreamingFailsInBoundedTime) {
+    auto sim = startAnalyserThatStreamsWhenMeasuring();
+    CatalogueScope scope({sim->portPath()});
+    RecordingWatcher watcher;
+    auto facade = createFacade(watcher);
+    ASSERT_TRUE(facade);
+    ASSERT_EQ(facade->Connect(), RESULT_OK);
+    ASSERT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, SimFamilyType("analyser"));
+    watcher.clear();
+
+    HangWatchdog watchdog(60, "a measurement on a line that streams");
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_EQ(facade->Measure(false), RESULT_OK);
+    ASSERT_TRUE(waitUntil([&] { return watcher.count("failed") + watcher.count("finished") > 0; }, 30000));
+    const qint64 elapsed = clock.elapsed();
+    std::printf("measurement on a streaming line failed after %lld ms\n", static_cast<long long>(elapsed));
+    EXPECT_TRUE(sim->streaming());
+    ASSERT_EQ(watcher.count("failed"), 1);
+    EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
+    // One reply read of the streaming line, then the verdict; the measure command never went out.
+    EXPECT_LE(elapsed, kLongestReplyMs + 2 * kPortReadMs + 1500);
+    EXPECT_EQ(sim->countReceived("MES,1\n"), 0);
+    pumpEvents(100);
+    facade->UnregisterWatcher(&watcher);
+}
