@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <functional>
 #include <memory>
 
@@ -22,6 +23,8 @@ namespace {
 
 // The answer a refused re-entrant call gives at once.
 const unsigned long kRefused = RESULT_FAIL;
+// Operations each tick calls: the interface's twelve and the facade's ZeroCalibrate.
+const int kCallsPerTick = 13;
 // "At once": far below one 20 ms read slice, with room for a loaded machine and sanitizers.
 const qint64 kAtOnceMs = 15;
 
@@ -53,7 +56,7 @@ public:
         return m_ticks;
     }
 
-    qint64 slowestMs() const { return m_slowestMs; }
+    qint64 slowestUs() const { return m_slowestUs; }
     int writesInTicks() const { return m_writesInTicks; }
 
 private:
@@ -61,7 +64,7 @@ private:
         QElapsedTimer clock;
         clock.start();
         auto result = call();
-        m_slowestMs = qMax(m_slowestMs, clock.elapsed());
+        m_slowestUs = qMax(m_slowestUs, clock.nsecsElapsed() / 1000);
         return result;
     }
 
@@ -103,7 +106,7 @@ private:
     bool m_bInTick = false;
     int m_writesInTicks = 0;
     int m_ticks = 0;
-    qint64 m_slowestMs = 0;
+    qint64 m_slowestUs = 0;
 };
 
 // A family's model on the simulator's line, detection pointed at it, a facade and a watcher.
@@ -135,7 +138,9 @@ protected:
         const int ticks = caller.during([&] { result = outer(); });
         EXPECT_GT(ticks, 0) << "the outer call never ran the host's event loop";
         EXPECT_EQ(caller.writesInTicks(), 0) << "a re-entrant call wrote to the instrument";
-        EXPECT_LE(caller.slowestMs(), kAtOnceMs);
+        EXPECT_LE(caller.slowestUs(), kAtOnceMs * 1000);
+        std::printf("%d ticks, %d re-entrant calls each, the slowest answered in %lld us\n", ticks,
+                    kCallsPerTick, static_cast<long long>(caller.slowestUs()));
         return result;
     }
 
@@ -160,7 +165,8 @@ class ReentrantHostCallDuringConnect : public ReentrantHostCall,
 TEST_P(ReentrantHostCallDuringConnect, CallsFromTheHostsTimerAnswerAtOnceAndDetectionFindsTheFamily) {
     const QString family = QString::fromLatin1(GetParam());
     ASSERT_NO_FATAL_FAILURE(start(family));
-    EXPECT_EQ(withReentrantTimer<unsigned long>([&] { return facade->Connect(); }, /*intervalMs=*/10), RESULT_OK);
+    EXPECT_EQ(withReentrantTimer<unsigned long>([&] { return facade->Connect(); }, /*intervalMs=*/10),
+              RESULT_OK);
     EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, SimFamilyType(family));
     EXPECT_EQ(watcher.count("connected"), 1);
     // The instrument found with the timer running serves a normal measurement afterwards.
@@ -195,7 +201,8 @@ TEST_F(ReentrantHostCall, CallsDuringTheLuminanceMetersReadOutPollingAnswerAtOnc
     ASSERT_NO_FATAL_FAILURE(start(QStringLiteral("luminance")));
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     ASSERT_EQ(facade->Measure(false), RESULT_OK);
-    const double lv = withReentrantTimer<double>([&] { return facade->ReadLastestData(); }, /*intervalMs=*/50);
+    const double lv =
+        withReentrantTimer<double>([&] { return facade->ReadLastestData(); }, /*intervalMs=*/50);
     EXPECT_NEAR(lv, SimReading().Lv, 1e-3);
 }
 

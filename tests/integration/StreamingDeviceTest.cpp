@@ -2,14 +2,14 @@
 // no pause): one reply read ends a bounded time after its first byte, so detection gives up on such a
 // port and goes on to the next, and a measurement whose line starts streaming fails.
 #include "ChromameterCommand.h"
-#include "ChromameterMinoltaApi.h"
 #include "ChromameterDetector.h"
+#include "ChromameterMinoltaApi.h"
 #include "DetectorPort.h"
 #include "HangWatchdog.h"
 #include "IMinolta.h"
+#include "InstrumentModel.h"
 #include "ScriptedInstrument.h"
 #include "SimFamilies.h"
-#include "InstrumentModel.h"
 #include "TestSupport.h"
 
 #include <QElapsedTimer>
@@ -53,7 +53,7 @@ std::unique_ptr<IMinolta> createFacade(RecordingWatcher& watcher) {
 
 } // namespace
 
-TEST(StreamingDevice, OneReadEndsTwoSecondsAfterItsFirstByteWithAFullBuffer) {
+TEST(StreamingDevice, OneReadEndsTwoSecondsAfterItsFirstByte) {
     auto device = startStreamingDevice();
     ASSERT_TRUE(openDetectorPort(device->portPath()));
     MessageCapture log;
