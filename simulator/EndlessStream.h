@@ -13,8 +13,8 @@
 class EndlessStream {
 public:
     // The pieces' size and spacing: ten bytes every ten milliseconds is 9600 baud at ten bits a byte.
-    static const int kPieceBytes = 10;
-    static const int kPieceIntervalMs = 10;
+    static constexpr int kPieceBytes = 10;
+    static constexpr int kPieceIntervalMs = 10;
 
     EndlessStream() = default;
     ~EndlessStream();
