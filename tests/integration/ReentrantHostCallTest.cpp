@@ -115,6 +115,8 @@ protected:
     void start(const QString& family) {
         model = CreateFamilyModel(family);
         ASSERT_TRUE(model);
+        // Replies cross the line in USB packets, as on a desk: the reads wait longer, the timer runs more.
+        model->setLine(LineModel::realistic());
         ASSERT_TRUE(model->start());
         scope.reset(new CatalogueScope({model->portPath()}));
         IMinolta* created = nullptr;
