@@ -1,5 +1,10 @@
 #include "ProtocolFloors.h"
 
+#include <QList>
+#include <QStringList>
+
+#include <algorithm>
+
 namespace {
 // The handshake each driver spends on an instrument that is not its own (nothing answers).
 int FailingHandshakeMs(int type) {
@@ -17,37 +22,64 @@ int FailingHandshakeMs(int type) {
     }
 }
 
-// Answered exchanges of each driver's own handshake.
-int OwnExchanges(int type) {
+// The answered exchanges of each driver's own handshake: command and reply bytes.
+struct OwnExchange {
+    int command;
+    int reply;
+};
+
+QList<OwnExchange> OwnExchanges(int type) {
     switch (type) {
     case 0:
-        return 2; // "STR,4" refused, "RMTS,1"
+        return {{6, 6}, {8, 6}}; // "STR,4" refused "ER00", "RMTS,1" "OK00"
     case 1:
-        return 2; // "COM,1", "ZRC,1,<date>"
+        return {{6, 6}, {26, 6}}; // "COM,1", "ZRC,1,<date and time>"
     case 2:
-        return 3; // three connect frames
+        return {{100, 200}, {100, 200}, {100, 200}}; // three connect frames
     case 3:
-        return 1; // "PHOTO"
+        return {{5, 14}}; // "PHOTO" and its greeting
     case 4:
-        return 3; // "COM,0", "COM,1", "ZRC,1,<date>"
+        return {{6, 6}, {6, 6}, {26, 6}}; // "COM,0", "COM,1", "ZRC,1,<date and time>"
     default:
-        return 0;
+        return {};
     }
 }
 } // namespace
 
-int DetectionFloorMs(int type) {
-    int ms = 0;
-    for (int before = 0; before < type; ++before)
-        ms += FailingHandshakeMs(before);
-    return ms + OwnExchanges(type) * AnsweredExchangeMs();
+int FamilyBaud(int type) {
+    return type == 4 ? 115200 : 9600;
 }
 
-QString DetectionFloorText(int type) {
+double LineMs(int bytes, int baud) {
+    return double(bytes) * 10.0 * 1000.0 / double(baud);
+}
+
+double AnsweredExchangeOnLineMs(int commandBytes, int replyBytes, int baud) {
+    return std::max(double(kPortSliceMs), LineMs(commandBytes + replyBytes, baud)) + kPortEmptyReadMs;
+}
+
+double DetectionFloorMs(int type, bool lineTime) {
+    double ms = 0;
+    for (int before = 0; before < type; ++before)
+        ms += FailingHandshakeMs(before);
+    for (const OwnExchange& exchange : OwnExchanges(type))
+        ms += lineTime ? AnsweredExchangeOnLineMs(exchange.command, exchange.reply, FamilyBaud(type))
+                       : AnsweredExchangeMs();
+    return ms;
+}
+
+QString DetectionFloorText(int type, bool lineTime) {
     QString text;
     for (int before = 0; before < type; ++before)
         text += QString::number(FailingHandshakeMs(before)) + " + ";
-    return text + QString::number(OwnExchanges(type)) + " x " + QString::number(AnsweredExchangeMs());
+    const QList<OwnExchange> own = OwnExchanges(type);
+    if (!lineTime)
+        return text + QString::number(own.size()) + " x " + QString::number(AnsweredExchangeMs());
+    QStringList parts;
+    for (const OwnExchange& exchange : own)
+        parts << QString::number(AnsweredExchangeOnLineMs(exchange.command, exchange.reply, FamilyBaud(type)),
+                                 'f', 1);
+    return text + parts.join(QStringLiteral(" + "));
 }
 
 int LockedLatencyFloorMs(int instrumentMs, int waitMs) {

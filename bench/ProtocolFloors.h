@@ -18,16 +18,27 @@ constexpr int AnsweredExchangeMs() {
     return kPortSliceMs + kPortEmptyReadMs;
 }
 
+// The line speed each family talks at, and the time `bytes` spend on that line: 10 bits a byte.
+int FamilyBaud(int type);
+double LineMs(int bytes, int baud);
+
+// An answered exchange on a real cable: the reply's last piece can be found no sooner than the
+// command and the reply have crossed the line (and never before the first slice ends), then the
+// empty read ends it. A USB adapter's latency timer may hold the last piece up to one more period;
+// the floor counts none of that.
+double AnsweredExchangeOnLineMs(int commandBytes, int replyBytes, int baud);
+
 // An exchange nobody answers: every try is an empty port read plus the wait after it.
 constexpr int SilentExchangeMs(int tries, int waitMs) {
     return (tries < 1 ? 1 : tries) * (kPortEmptyReadMs + waitMs);
 }
 
 // Detection of the family with this type number: its own handshake answered at once, after every
-// driver tried before it has spent its budget on an instrument that does not answer it.
-int DetectionFloorMs(int type);
+// driver tried before it has spent its budget on an instrument that does not answer it. With
+// `lineTime`, every byte of the family's own exchanges also crosses the line at its speed.
+double DetectionFloorMs(int type, bool lineTime);
 // What the floor of one family is made of, for people.
-QString DetectionFloorText(int type);
+QString DetectionFloorText(int type, bool lineTime);
 
 // From the last byte of a result to the watcher: the slice in progress when it lands (0 to 20 ms,
 // uniform when the landing moment is) and the empty read that ends the reply.

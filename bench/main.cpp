@@ -31,8 +31,13 @@
 namespace {
 
 struct Settings {
+    // The conversation's figures are taken on each way the cable can deliver.
+    std::vector<LineModel> lines{LineModel(LineModel::Instant), LineModel(LineModel::ByteWise),
+                                 LineModel::realistic()};
     int detectionRuns = 3;
     int latencySamples = 100;
+    // On the realistic lines: half as many, to keep the run within ten minutes.
+    int latencySamplesOnLine = 50;
     int waitSeconds = 30;
     std::vector<int> memoryCheckpoints{10, 100, 1000};
 };
@@ -93,107 +98,129 @@ bool measureOnce(IMinolta* facade, TimingWatcher& watcher, int timeoutMs) {
     return watcher.wait(loop, timeoutMs);
 }
 
-// 1. Detection time of each family beside the floor of the protocol's own waits.
-void benchDetection(const Settings& s, IMinolta* facade) {
-    line(QStringLiteral("## 1. Detection time (median of %1 runs; floor = failing budgets of the drivers "
-                        "tried before + own handshake answered at once)")
-             .arg(s.detectionRuns));
-    for (int type = 0; type < 5; ++type) {
-        const QString family = SimFamilyName(type);
-        std::vector<double> ms;
-        int wrong = 0;
-        for (int run = 0; run < s.detectionRuns; ++run) {
-            std::unique_ptr<InstrumentModel> model = CreateFamilyModel(family);
-            if (!model || !model->start()) {
-                ++wrong;
-                continue;
-            }
-            pointDetectionAt(model->portPath());
-            QElapsedTimer timer;
-            timer.start();
-            const unsigned long rc = facade->Connect();
-            ms.push_back(double(timer.nsecsElapsed()) / 1e6);
-            if (rc != RESULT_OK || CChromameterDetector::GetInstance()->m_nInstrumentType != type)
-                ++wrong;
-            facade->Disconnect();
+// 1. Detection time of one family on one line beside the floor of the protocol's own waits.
+void benchDetectionOf(const Settings& s, IMinolta* facade, int type, const LineModel& cable) {
+    const QString family = SimFamilyName(type);
+    std::vector<double> ms;
+    int wrong = 0;
+    for (int run = 0; run < s.detectionRuns; ++run) {
+        std::unique_ptr<InstrumentModel> model = CreateFamilyModel(family);
+        if (model)
+            model->setLine(cable);
+        if (!model || !model->start()) {
+            ++wrong;
+            continue;
         }
-        const double median = quantile(ms, 0.5);
-        const int floor = DetectionFloorMs(type);
-        const double ratio = median / floor;
-        line(
-            QStringLiteral("detection %1 (type %2): median %3 ms, min %4 ms, floor %5 ms (%6), ratio %7 "
-                           "[goal <= 1.10: %8]%9")
-                .arg(family, -13)
-                .arg(type)
-                .arg(median, 0, 'f', 1)
-                .arg(quantile(ms, 0.0), 0, 'f', 1)
-                .arg(floor)
-                .arg(DetectionFloorText(type))
-                .arg(ratio, 0, 'f', 3)
-                .arg(goal(ratio <= 1.10))
-                .arg(wrong ? QStringLiteral(" (%1 runs did not detect the family!)").arg(wrong) : QString()));
+        pointDetectionAt(model->portPath());
+        QElapsedTimer timer;
+        timer.start();
+        const unsigned long rc = facade->Connect();
+        ms.push_back(double(timer.nsecsElapsed()) / 1e6);
+        if (rc != RESULT_OK || CChromameterDetector::GetInstance()->m_nInstrumentType != type)
+            ++wrong;
+        facade->Disconnect();
     }
+    const bool lineTime = cable.kind() != LineModel::Instant;
+    const double median = quantile(ms, 0.5);
+    const double floor = DetectionFloorMs(type, lineTime);
+    const double ratio = median / floor;
+    line(QStringLiteral("detection %1 (type %2) %3: median %4 ms, min %5 ms, floor %6 ms (%7), ratio %8 "
+                        "[goal <= 1.10: %9]%10")
+             .arg(family, -13)
+             .arg(type)
+             .arg(cable.name(), -8)
+             .arg(median, 0, 'f', 1)
+             .arg(quantile(ms, 0.0), 0, 'f', 1)
+             .arg(floor, 0, 'f', 1)
+             .arg(DetectionFloorText(type, lineTime))
+             .arg(ratio, 0, 'f', 3)
+             .arg(goal(ratio <= 1.10))
+             .arg(wrong ? QStringLiteral(" (%1 runs did not detect the family!)").arg(wrong) : QString()));
+}
+
+void benchDetection(const Settings& s, IMinolta* facade) {
+    line(
+        QStringLiteral("## 1. Detection time (median of %1 runs; floor = failing budgets of the drivers "
+                       "tried before + own handshake answered at once; on a realistic line each own exchange "
+                       "ends no sooner than its bytes have crossed the line, then the read that ends it)")
+            .arg(s.detectionRuns));
+    for (const LineModel& cable : s.lines)
+        for (int type = 0; type < 5; ++type)
+            benchDetectionOf(s, facade, type, cable);
 }
 
 // 2. From the simulator's last result byte to OnMeasureFinished, per text-protocol family.
-void benchLatency(const Settings& s, IMinolta* facade) {
-    line(QStringLiteral("## 2. Completion-to-callback latency (%1 measurements per family; instrument "
-                        "takes 30-69 ms, uniform, so results land at every phase of the read slices)")
-             .arg(s.latencySamples));
-    for (int type : {0, 1, 3, 4}) {
-        const QString family = SimFamilyName(type);
-        std::unique_ptr<InstrumentModel> model = CreateFamilyModel(family);
-        if (!model || !model->start() || !connectTo(facade, model->portPath(), type)) {
-            line(QStringLiteral("latency %1: could not connect").arg(family));
+void benchLatencyOf(const Settings& s, IMinolta* facade, int type, const LineModel& cable) {
+    const bool instant = cable.kind() == LineModel::Instant;
+    const int samples = instant ? s.latencySamples : s.latencySamplesOnLine;
+    const QString family = SimFamilyName(type);
+    std::unique_ptr<InstrumentModel> model = CreateFamilyModel(family);
+    if (model)
+        model->setLine(cable);
+    if (!model || !model->start() || !connectTo(facade, model->portPath(), type)) {
+        line(QStringLiteral("latency %1 %2: could not connect").arg(family, cable.name()));
+        return;
+    }
+    TimingWatcher watcher;
+    facade->RegisterWatcher(&watcher);
+    std::mt19937 random(unsigned(type) + 1);
+    std::uniform_int_distribution<int> delay(30, 69);
+    std::vector<double> ms, lockedFloor;
+    int failed = 0;
+    QElapsedTimer wall;
+    wall.start();
+    for (int i = 0; i < samples; ++i) {
+        const int instrumentMs = delay(random);
+        model->setMeasureDelayMs(instrumentMs);
+        if (!measureOnce(facade, watcher, 15000)) {
+            ++failed;
             continue;
         }
-        TimingWatcher watcher;
-        facade->RegisterWatcher(&watcher);
-        std::mt19937 random(unsigned(type) + 1);
-        std::uniform_int_distribution<int> delay(30, 69);
-        std::vector<double> ms, lockedFloor;
-        int failed = 0;
-        QElapsedTimer wall;
-        wall.start();
-        for (int i = 0; i < s.latencySamples; ++i) {
-            const int instrumentMs = delay(random);
-            model->setMeasureDelayMs(instrumentMs);
-            if (!measureOnce(facade, watcher, 15000)) {
-                ++failed;
-                continue;
-            }
-            ms.push_back(double(watcher.finishedAtNs() - model->lastWriteSteadyNs()) / 1e6);
-            lockedFloor.push_back(LockedLatencyFloorMs(instrumentMs, MeasureReadWaitMs(type)));
-        }
-        facade->UnregisterWatcher(&watcher);
-        facade->Disconnect();
-        const double median = quantile(ms, 0.5), p95 = quantile(ms, 0.95);
-        const double lockedMedian = quantile(lockedFloor, 0.5), lockedP95 = quantile(lockedFloor, 0.95);
-        line(QStringLiteral(
-                 "latency %1: median %2 ms, p95 %3 ms, min %4 ms, max %5 ms; slice floor median %6 ms, "
-                 "p95 %7 ms, min %8 ms; ratio median %9, p95 %10 (%11 ok, %12 failed, %13 s)")
-                 .arg(family, -13)
-                 .arg(median, 0, 'f', 1)
-                 .arg(p95, 0, 'f', 1)
-                 .arg(quantile(ms, 0.0), 0, 'f', 1)
-                 .arg(quantile(ms, 1.0), 0, 'f', 1)
-                 .arg(LatencyFloorQuantileMs(0.5), 0, 'f', 0)
-                 .arg(LatencyFloorQuantileMs(0.95), 0, 'f', 0)
-                 .arg(LatencyFloorMinMs())
-                 .arg(median / LatencyFloorQuantileMs(0.5), 0, 'f', 3)
-                 .arg(p95 / LatencyFloorQuantileMs(0.95), 0, 'f', 3)
-                 .arg(ms.size())
-                 .arg(failed)
-                 .arg(double(wall.elapsed()) / 1000.0, 0, 'f', 1));
-        line(QStringLiteral("latency %1: floor with the command held behind the first read (wait between "
-                            "reads %2 ms): median %3 ms, p95 %4 ms; ratio median %5, p95 %6")
-                 .arg(family, -13)
-                 .arg(MeasureReadWaitMs(type))
-                 .arg(lockedMedian, 0, 'f', 1)
-                 .arg(lockedP95, 0, 'f', 1)
-                 .arg(median / lockedMedian, 0, 'f', 3)
-                 .arg(p95 / lockedP95, 0, 'f', 3));
+        ms.push_back(double(watcher.finishedAtNs() - model->lastWriteSteadyNs()) / 1e6);
+        lockedFloor.push_back(LockedLatencyFloorMs(instrumentMs, MeasureReadWaitMs(type)));
     }
+    facade->UnregisterWatcher(&watcher);
+    facade->Disconnect();
+    const double median = quantile(ms, 0.5), p95 = quantile(ms, 0.95);
+    const double lockedMedian = quantile(lockedFloor, 0.5), lockedP95 = quantile(lockedFloor, 0.95);
+    line(
+        QStringLiteral("latency %1: median %2 ms, p95 %3 ms, min %4 ms, max %5 ms; slice floor median %6 ms, "
+                       "p95 %7 ms, min %8 ms; ratio median %9, p95 %10 (%11 ok, %12 failed, %13 s)")
+            .arg(family + QLatin1Char(' ') + cable.name(), -22)
+            .arg(median, 0, 'f', 1)
+            .arg(p95, 0, 'f', 1)
+            .arg(quantile(ms, 0.0), 0, 'f', 1)
+            .arg(quantile(ms, 1.0), 0, 'f', 1)
+            .arg(LatencyFloorQuantileMs(0.5), 0, 'f', 0)
+            .arg(LatencyFloorQuantileMs(0.95), 0, 'f', 0)
+            .arg(LatencyFloorMinMs())
+            .arg(median / LatencyFloorQuantileMs(0.5), 0, 'f', 3)
+            .arg(p95 / LatencyFloorQuantileMs(0.95), 0, 'f', 3)
+            .arg(ms.size())
+            .arg(failed)
+            .arg(double(wall.elapsed()) / 1000.0, 0, 'f', 1));
+    if (!instant)
+        return;
+    line(QStringLiteral("latency %1: floor with the command held behind the first read (wait between "
+                        "reads %2 ms): median %3 ms, p95 %4 ms; ratio median %5, p95 %6")
+             .arg(family + QLatin1Char(' ') + cable.name(), -22)
+             .arg(MeasureReadWaitMs(type))
+             .arg(lockedMedian, 0, 'f', 1)
+             .arg(lockedP95, 0, 'f', 1)
+             .arg(median / lockedMedian, 0, 'f', 3)
+             .arg(p95 / lockedP95, 0, 'f', 3));
+}
+
+void benchLatency(const Settings& s, IMinolta* facade) {
+    line(
+        QStringLiteral("## 2. Completion-to-callback latency (%1 measurements per family, %2 on a realistic "
+                       "line; instrument takes 30-69 ms, uniform, so results land at every phase of the read "
+                       "slices; timed from the moment the result's last byte reaches the host)")
+            .arg(s.latencySamples)
+            .arg(s.latencySamplesOnLine));
+    for (const LineModel& cable : s.lines)
+        for (int type : {0, 1, 3, 4})
+            benchLatencyOf(s, facade, type, cable);
 }
 
 // 3. CPU the process spends while a measurement waits for a slow instrument. The instrument runs in
@@ -316,57 +343,71 @@ WireMinimum wireMinimum(int type, InstrumentModel* model) {
     }
 }
 
-void benchWire(IMinolta* facade) {
-    line(QStringLiteral("## 5. Bytes on the wire per reading (Measure + ReadLvXy; luminance: Measure + "
-                        "ReadLastestData), third cycle"));
-    for (int type = 0; type < 5; ++type) {
-        const QString family = SimFamilyName(type);
-        std::unique_ptr<InstrumentModel> model = CreateFamilyModel(family);
-        if (!model || !model->start() || !connectTo(facade, model->portPath(), type)) {
-            line(QStringLiteral("wire %1: could not connect").arg(family));
-            continue;
-        }
-        TimingWatcher watcher;
-        facade->RegisterWatcher(&watcher);
-        qint64 toInstrument = 0, fromInstrument = 0;
-        bool ok = true;
-        for (int cycle = 0; cycle < 3; ++cycle) {
-            // Replies the instrument repeats or sends late belong to the cycle that caused them.
-            pump(400);
-            model->clearRecord();
-            const qint64 sent0 = model->bytesSent();
-            ok = measureOnce(facade, watcher, 15000);
-            if (type == 2) {
-                ok = facade->ReadLastestData() > 0.0 && ok;
-            } else {
-                SChromameterMeasureData data = {0, 0, 0, 0};
-                ok = facade->ReadLvXy(data) == RESULT_OK && ok;
-            }
-            pump(400);
-            toInstrument = model->received().size();
-            fromInstrument = model->bytesSent() - sent0;
-        }
-        facade->UnregisterWatcher(&watcher);
-        facade->Disconnect();
-        const WireMinimum minimum = wireMinimum(type, model.get());
-        const int baud = type == 4 ? 115200 : 9600;
-        const double wireMs = double(toInstrument + fromInstrument) * 10.0 * 1000.0 / baud;
-        line(QStringLiteral("wire %1: %2 B to instrument + %3 B back = %4 B; minimum %5 + %6 = %7 B (%8); "
-                            "ratio %9; %10 ms of line time at %11 baud%12")
-                 .arg(family, -13)
-                 .arg(toInstrument)
-                 .arg(fromInstrument)
-                 .arg(toInstrument + fromInstrument)
-                 .arg(minimum.toInstrument)
-                 .arg(minimum.fromInstrument)
-                 .arg(minimum.toInstrument + minimum.fromInstrument)
-                 .arg(minimum.what)
-                 .arg(double(toInstrument + fromInstrument) / (minimum.toInstrument + minimum.fromInstrument),
-                      0, 'f', 2)
-                 .arg(wireMs, 0, 'f', 1)
-                 .arg(baud)
-                 .arg(ok ? QString() : QStringLiteral(" (the reading FAILED)")));
+// One family's reading on one line: its bytes beside the minimum, their line time, and how long the
+// reading took (Measure to the watcher, then the read), on the third cycle.
+void benchWireOf(IMinolta* facade, int type, const LineModel& cable) {
+    const QString family = SimFamilyName(type);
+    const QString name = family + QLatin1Char(' ') + cable.name();
+    std::unique_ptr<InstrumentModel> model = CreateFamilyModel(family);
+    if (model)
+        model->setLine(cable);
+    if (!model || !model->start() || !connectTo(facade, model->portPath(), type)) {
+        line(QStringLiteral("wire %1: could not connect").arg(name));
+        return;
     }
+    TimingWatcher watcher;
+    facade->RegisterWatcher(&watcher);
+    qint64 toInstrument = 0, fromInstrument = 0;
+    double readingMs = 0.0;
+    bool ok = true;
+    for (int cycle = 0; cycle < 3; ++cycle) {
+        // Replies the instrument repeats or sends late belong to the cycle that caused them; on a
+        // realistic line they take their line time to come.
+        pump(cable.kind() == LineModel::Instant ? 400 : 1500);
+        model->clearRecord();
+        const qint64 sent0 = model->bytesSent();
+        QElapsedTimer reading;
+        reading.start();
+        ok = measureOnce(facade, watcher, 15000);
+        if (type == 2) {
+            ok = facade->ReadLastestData() > 0.0 && ok;
+        } else {
+            SChromameterMeasureData data = {0, 0, 0, 0};
+            ok = facade->ReadLvXy(data) == RESULT_OK && ok;
+        }
+        readingMs = double(reading.nsecsElapsed()) / 1e6;
+        pump(cable.kind() == LineModel::Instant ? 400 : 1500);
+        toInstrument = model->received().size();
+        fromInstrument = model->bytesSent() - sent0;
+    }
+    facade->UnregisterWatcher(&watcher);
+    facade->Disconnect();
+    const WireMinimum minimum = wireMinimum(type, model.get());
+    const int baud = FamilyBaud(type);
+    line(QStringLiteral("wire %1: %2 B to instrument + %3 B back = %4 B; minimum %5 + %6 = %7 B (%8); "
+                        "ratio %9; %10 ms of line time at %11 baud; reading took %12 ms%13")
+             .arg(name, -22)
+             .arg(toInstrument)
+             .arg(fromInstrument)
+             .arg(toInstrument + fromInstrument)
+             .arg(minimum.toInstrument)
+             .arg(minimum.fromInstrument)
+             .arg(minimum.toInstrument + minimum.fromInstrument)
+             .arg(minimum.what)
+             .arg(double(toInstrument + fromInstrument) / (minimum.toInstrument + minimum.fromInstrument), 0,
+                  'f', 2)
+             .arg(LineMs(int(toInstrument + fromInstrument), baud), 0, 'f', 1)
+             .arg(baud)
+             .arg(readingMs, 0, 'f', 1)
+             .arg(ok ? QString() : QStringLiteral(" (the reading FAILED)")));
+}
+
+void benchWire(const Settings& s, IMinolta* facade) {
+    line(QStringLiteral("## 5. Bytes on the wire per reading (Measure + ReadLvXy; luminance: Measure + "
+                        "ReadLastestData), third cycle, with the time the reading took on each line"));
+    for (int type = 0; type < 5; ++type)
+        for (const LineModel& cable : s.lines)
+            benchWireOf(facade, type, cable);
 }
 
 } // namespace
@@ -383,6 +424,7 @@ int main(int argc, char** argv) {
         // A smoke run for development; its figures are not the recorded ones.
         settings.detectionRuns = 1;
         settings.latencySamples = 10;
+        settings.latencySamplesOnLine = 5;
         settings.waitSeconds = 5;
         settings.memoryCheckpoints = {10, 20, 40};
     }
@@ -411,7 +453,7 @@ int main(int argc, char** argv) {
     benchDetection(settings, facade.get());
     benchLatency(settings, facade.get());
     benchWaitCost(settings, facade.get());
-    benchWire(facade.get());
+    benchWire(settings, facade.get());
 
     line(QStringLiteral("## 4. Memory over measurement cycles (analyser; Measure + ReadLvXy per cycle; own "
                         "process beside the others; simulator in a child process)"));
