@@ -13,11 +13,13 @@ EndlessStream::~EndlessStream() {
     stop();
 }
 
-void EndlessStream::start(std::function<void(const QByteArray&)> send) {
+void EndlessStream::start(std::function<void(const QByteArray&)> send, int pieceBytes, int intervalMs) {
     std::lock_guard<std::mutex> lock(m_mutex);
     if (m_thread.joinable())
         return;
     m_send = std::move(send);
+    m_pieceBytes = pieceBytes < 1 ? 1 : pieceBytes;
+    m_intervalMs = intervalMs < 1 ? 1 : intervalMs;
     m_bStopping = false;
     m_thread = std::thread([this] { run(); });
 }
@@ -47,15 +49,15 @@ void EndlessStream::run() {
     std::unique_lock<std::mutex> lock(m_mutex);
     while (!m_bStopping) {
         QByteArray piece;
-        while (piece.size() < kPieceBytes) {
-            const QByteArray part = text.mid(at, kPieceBytes - piece.size());
+        while (piece.size() < m_pieceBytes) {
+            const QByteArray part = text.mid(at, m_pieceBytes - piece.size());
             piece += part;
             at = (at + part.size()) % text.size();
         }
         lock.unlock();
         m_send(piece);
         lock.lock();
-        due += std::chrono::milliseconds(kPieceIntervalMs);
+        due += std::chrono::milliseconds(m_intervalMs);
         m_wake.wait_until(lock, due, [this] { return m_bStopping; });
     }
 }

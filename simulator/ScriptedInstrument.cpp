@@ -43,8 +43,8 @@ void ScriptedInstrument::streamOn(const QByteArray& command) {
     m_rules.append(Rule{command, {}, 1, -1, true});
 }
 
-void ScriptedInstrument::streamNow() {
-    m_stream.start([this](const QByteArray& piece) { reply(piece); });
+void ScriptedInstrument::streamNow(int pieceBytes, int intervalMs) {
+    m_stream.start([this](const QByteArray& piece) { reply(piece); }, pieceBytes, intervalMs);
 }
 
 bool ScriptedInstrument::streaming() const {

@@ -24,8 +24,9 @@ public:
     // From the moment `command` arrives, send without end (a GPS receiver's sentences at 9600 baud,
     // EndlessStream), whatever is heard afterwards and at whatever line speed.
     void streamOn(const QByteArray& command);
-    // Start sending without end now.
-    void streamNow();
+    // Start sending without end now, `pieceBytes` every `intervalMs` (by default at 9600-baud pace).
+    void streamNow(int pieceBytes = EndlessStream::kPieceBytes,
+                   int intervalMs = EndlessStream::kPieceIntervalMs);
     bool streaming() const;
     // Answer only while the line runs at this speed (0: any speed). Others are silently ignored.
     void setRequiredBaud(int baud);

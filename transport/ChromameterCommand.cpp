@@ -19,10 +19,14 @@ namespace {
 // How long a sender off the port's thread waits for its command to leave: the write's own drain limit.
 const int kQueuedWriteWaitMs = 100;
 
-// How long one reply may keep arriving once its first byte is in. The longest reply that fits the
-// buffer takes about 1.1 s at 9600 baud; a device that never stops sending (a GPS receiver, a data
-// logger) would otherwise keep one read, and with it detection or a measurement, going for ever.
-const qint64 kLongestReplyMs = 2000;
+// A device that never stops sending (a GPS receiver, a data logger) must not keep one read, and with
+// it detection or a measurement, going for ever. Input that keeps coming once the reply buffer is full
+// is taken (and dropped) for at most kDrainAfterFullMs more, so an overlong reply leaves little behind
+// while a stream at 9600 baud (the buffer full after about 1.1 s) ends the read after about 2 s.
+// Input that trickles too slowly ever to fill the buffer ends it kLongestReplyMs after its first byte:
+// the slowest real reply, a 200-byte frame a byte at a time, takes about 3 s.
+const qint64 kDrainAfterFullMs = 1000;
+const qint64 kLongestReplyMs = 10000;
 
 // Raised by the port's thread once it has run the writes queued before it. Shared by the poster and
 // the queued call, so a call that runs after its sender stopped waiting still finds it alive.
@@ -73,6 +77,7 @@ bool CChromameterCommand::Read(char** reply, int& length, int tries, int waitMs)
     SerialPortCross& port = CChromameterDetector::GetInstance()->m_port;
     int total = 0;
     QElapsedTimer sinceFirstByte;
+    QElapsedTimer sinceFull;
     for (;;) {
         // The last byte always stays NUL, so the reply is a terminated string however long it was.
         const unsigned room = unsigned(CHROMAMETER_REPLY_SIZE - 1 - total);
@@ -95,9 +100,13 @@ bool CChromameterCommand::Read(char** reply, int& length, int tries, int waitMs)
         if (received != 0) {
             if (!sinceFirstByte.isValid())
                 sinceFirstByte.start();
-            if (sinceFirstByte.elapsed() < kLongestReplyMs)
+            if (total >= CHROMAMETER_REPLY_SIZE - 1 && !sinceFull.isValid())
+                sinceFull.start();
+            const bool overran = sinceFull.isValid() && sinceFull.elapsed() >= kDrainAfterFullMs;
+            if (!overran && sinceFirstByte.elapsed() < kLongestReplyMs)
                 continue;
-            qDebug().nospace() << "input still arriving after " << kLongestReplyMs << " ms: reply ended";
+            qDebug().nospace() << "input did not stop: reply ended after " << sinceFirstByte.elapsed()
+                               << " ms";
             length = total;
             return total != 0;
         }

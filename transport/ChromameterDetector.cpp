@@ -105,6 +105,9 @@ bool CChromameterDetector::TryConnect(QString portName) {
     if (!m_port.Open(portName, QSerialPort::Baud9600, QSerialPort::NoParity, QSerialPort::Data8,
                      QSerialPort::OneStop, QSerialPort::NoFlowControl))
         return false;
+    // Nothing the previous conversation left unread (a reply still crossing when its read gave up, on
+    // this port or another) may pass for an answer to the trials.
+    m_port.DiscardInput();
     for (int type = 0; type <= 3; ++type) {
         if (m_pMinolta) {
             delete m_pMinolta;
@@ -122,6 +125,7 @@ bool CChromameterDetector::TryConnect(QString portName) {
     if (!m_port.Open(portName, QSerialPort::Baud115200, QSerialPort::NoParity, QSerialPort::Data8,
                      QSerialPort::OneStop, QSerialPort::NoFlowControl))
         return false;
+    m_port.DiscardInput();
     delete m_pMinolta;
     m_pMinolta = createDriver(4);
     if (m_pMinolta->Connect() == 0) {

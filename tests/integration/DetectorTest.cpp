@@ -126,6 +126,27 @@ TEST(Detector, BareUsbSerialNameIsTriedUnderDev) {
     EXPECT_TRUE(sim->received().isEmpty());
 }
 
+TEST(Detector, InputLeftUnreadOnTheLastPortIsNoAnswerToTheNextDetection) {
+    // The last conversation on another device left "ER00" unread: the spectroradiometer's refusal of
+    // "STR,4". Taken for the next port's answer, it would make detection ask that port for remote mode.
+    auto previous = startInstrument();
+    previous->on("PING\n", "ER00\r\n");
+    ASSERT_TRUE(openDetectorPort(previous->portPath()));
+    {
+        MessageCapture log;
+        ASSERT_EQ(detectorPort().Write("PING\n", 5), 5u);
+        ASSERT_TRUE(waitUntil([&] { return log.contains(QStringLiteral("ready ER00")); }, 3000));
+    }
+    auto analyser = startInstrument();
+    answerAsAnalyser(*analyser);
+    CatalogueScope scope({analyser->portPath()});
+    CChromameterDetector* detector = CChromameterDetector::GetInstance();
+    EXPECT_EQ(detector->FindProlificComNumber(), 1);
+    EXPECT_EQ(detector->m_nInstrumentType, 1);
+    EXPECT_EQ(analyser->countReceived("STR,4\r"), 1);
+    EXPECT_EQ(analyser->countReceived("RMTS,1"), 0);
+}
+
 TEST(Detector, NameHoldingDevIsOpenedAsIsAndAnsweringAnalyserIsKept) {
     auto sim = startInstrument();
     answerAsAnalyser(*sim);

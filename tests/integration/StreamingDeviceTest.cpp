@@ -20,9 +20,14 @@
 
 namespace {
 
-// How long one reply may keep arriving, and one port read (four 20 ms slices) on top.
-const qint64 kLongestReplyMs = 2000;
+// A read goes on taking input for this long after its reply buffer is full, and never longer than the
+// other bound after its first byte; one port read (four 20 ms slices) comes on top of either.
+const qint64 kDrainAfterFullMs = 1000;
+const qint64 kLongestReplyMs = 10000;
 const qint64 kPortReadMs = 80;
+// A stream at 9600 baud fills the 1023-byte buffer in about 1.07 s.
+const qint64 kFillAt9600Ms = 1070;
+const QString kEndedLine = QStringLiteral("input did not stop: reply ended after ");
 
 std::unique_ptr<ScriptedInstrument> startStreamingDevice() {
     auto device = std::make_unique<ScriptedInstrument>();
@@ -56,7 +61,7 @@ std::unique_ptr<IMinolta> createFacade(RecordingWatcher& watcher) {
 
 } // namespace
 
-TEST(StreamingDevice, OneReadEndsTwoSecondsAfterItsFirstByte) {
+TEST(StreamingDevice, OneReadEndsOneSecondAfterItsBufferFilled) {
     auto device = startStreamingDevice();
     ASSERT_TRUE(openDetectorPort(device->portPath()));
     MessageCapture log;
@@ -67,15 +72,39 @@ TEST(StreamingDevice, OneReadEndsTwoSecondsAfterItsFirstByte) {
     clock.start();
     EXPECT_TRUE(CChromameterCommand().Read(&reply, length, 3, 100));
     const qint64 elapsed = clock.elapsed();
-    EXPECT_GE(elapsed, kLongestReplyMs);
-    EXPECT_LE(elapsed, kLongestReplyMs + 2 * kPortReadMs + 1000);
-    // The stream's bytes, never past the buffer: its last byte is still NUL.
-    EXPECT_GT(length, 0);
-    EXPECT_LE(length, CHROMAMETER_REPLY_SIZE - 1);
+    std::printf("one read on a streaming line ended after %lld ms\n", static_cast<long long>(elapsed));
+    EXPECT_GE(elapsed, kDrainAfterFullMs);
+    EXPECT_LE(elapsed, kFillAt9600Ms + kDrainAfterFullMs + 2 * kPortReadMs + 1000);
+    // The buffer is full of the stream's bytes, its last byte still NUL.
+    EXPECT_EQ(length, CHROMAMETER_REPLY_SIZE - 1);
     ASSERT_NE(reply, nullptr);
     EXPECT_EQ(reply[CHROMAMETER_REPLY_SIZE - 1], '\0');
     EXPECT_TRUE(QByteArray(reply).contains("$GP"));
-    EXPECT_TRUE(log.contains(QStringLiteral("input still arriving after 2000 ms: reply ended")));
+    EXPECT_EQ(log.count(kEndedLine), 1) << log.lines().join('\n').toStdString();
+    delete[] reply;
+}
+
+TEST(StreamingDevice, SlowTrickleThatNeverPausesEndsTheReadTenSecondsAfterItsFirstByte) {
+    // A byte every 30 ms: never a pause that ends a reply, and too slow to fill the buffer in time.
+    auto device = std::make_unique<ScriptedInstrument>();
+    ASSERT_TRUE(device->start());
+    ASSERT_TRUE(openDetectorPort(device->portPath()));
+    MessageCapture log;
+    HangWatchdog watchdog(60, "a read on a trickling line");
+    device->streamNow(1, 30);
+    char* reply = nullptr;
+    int length = -1;
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_TRUE(CChromameterCommand().Read(&reply, length, 3, 100));
+    const qint64 elapsed = clock.elapsed();
+    std::printf("one read on a trickling line ended after %lld ms with %d bytes\n",
+                static_cast<long long>(elapsed), length);
+    EXPECT_GE(elapsed, kLongestReplyMs);
+    EXPECT_LE(elapsed, kLongestReplyMs + 100 + 2 * kPortReadMs + 1000);
+    EXPECT_GT(length, 100);
+    EXPECT_LT(length, CHROMAMETER_REPLY_SIZE - 1);
+    EXPECT_EQ(log.count(kEndedLine), 1) << log.lines().join('\n').toStdString();
     delete[] reply;
 }
 
@@ -146,7 +175,7 @@ TEST(StreamingDevice, MeasurementWhoseLineStartsStreamingFailsInBoundedTime) {
     ASSERT_EQ(watcher.count("failed"), 1);
     EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
     // One reply read of the streaming line, then the verdict; the measure command never went out.
-    EXPECT_LE(elapsed, kLongestReplyMs + 2 * kPortReadMs + 1500);
+    EXPECT_LE(elapsed, kFillAt9600Ms + kDrainAfterFullMs + 2 * kPortReadMs + 1500);
     EXPECT_EQ(sim->countReceived("MES,1\n"), 0);
     pumpEvents(100);
     facade->UnregisterWatcher(&watcher);
