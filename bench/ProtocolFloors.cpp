@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 // The handshake each driver spends on an instrument that is not its own (nothing answers).
@@ -54,21 +55,36 @@ double LineMs(int bytes, int baud) {
     return double(bytes) * 10.0 * 1000.0 / double(baud);
 }
 
-double AnsweredExchangeOnLineMs(int commandBytes, int replyBytes, int baud) {
-    return std::max(double(kPortSliceMs), LineMs(commandBytes + replyBytes, baud)) + kPortEmptyReadMs;
+double FirstSliceEndMs(double ms) {
+    return std::max(1.0, std::ceil(ms / kPortSliceMs)) * kPortSliceMs;
 }
 
-double DetectionFloorMs(int type, bool lineTime) {
+double AnsweredExchangeOnLineMs(int commandBytes, int replyBytes, int baud, const LineModel& line) {
+    if (line.kind() == LineModel::Instant)
+        return AnsweredExchangeMs();
+    const double crossed = LineMs(commandBytes + replyBytes, baud);
+    if (line.kind() == LineModel::ByteWise)
+        return FirstSliceEndMs(crossed) + kPortEmptyReadMs;
+    // The mean over the latency timer's phase, in fine steps.
+    const int steps = 1000;
+    const double period = line.usbPeriodMs();
+    double sum = 0;
+    for (int i = 0; i < steps; ++i)
+        sum += FirstSliceEndMs(crossed + (i + 0.5) * period / steps);
+    return sum / steps + kPortEmptyReadMs;
+}
+
+double DetectionFloorMs(int type, const LineModel& line) {
     double ms = 0;
     for (int before = 0; before < type; ++before)
         ms += FailingHandshakeMs(before);
     for (const OwnExchange& exchange : OwnExchanges(type))
-        ms += lineTime ? AnsweredExchangeOnLineMs(exchange.command, exchange.reply, FamilyBaud(type))
-                       : AnsweredExchangeMs();
+        ms += AnsweredExchangeOnLineMs(exchange.command, exchange.reply, FamilyBaud(type), line);
     return ms;
 }
 
-QString DetectionFloorText(int type, bool lineTime) {
+QString DetectionFloorText(int type, const LineModel& line) {
+    const bool lineTime = line.kind() != LineModel::Instant;
     QString text;
     for (int before = 0; before < type; ++before)
         text += QString::number(FailingHandshakeMs(before)) + " + ";
@@ -77,20 +93,23 @@ QString DetectionFloorText(int type, bool lineTime) {
         return text + QString::number(own.size()) + " x " + QString::number(AnsweredExchangeMs());
     QStringList parts;
     for (const OwnExchange& exchange : own)
-        parts << QString::number(AnsweredExchangeOnLineMs(exchange.command, exchange.reply, FamilyBaud(type)),
-                                 'f', 1);
+        parts << QString::number(
+            AnsweredExchangeOnLineMs(exchange.command, exchange.reply, FamilyBaud(type), line), 'f', 1);
     return text + parts.join(QStringLiteral(" + "));
 }
 
 int LockedLatencyFloorMs(int instrumentMs, int waitMs) {
-    const int result = kPortEmptyReadMs + instrumentMs;
+    return int(WorkerReadFloorMs(kPortEmptyReadMs + instrumentMs, waitMs));
+}
+
+double WorkerReadFloorMs(double resultMs, int waitMs) {
     // Walk the worker's reads and sleeps until a slice ends after the result is there.
-    int readStart = 0;
+    double readStart = 0;
     for (int read = 0; read < 100000; ++read) {
         for (int slice = 1; slice <= kPortSlices; ++slice) {
-            const int sliceEnd = readStart + slice * kPortSliceMs;
-            if (sliceEnd >= result)
-                return sliceEnd - result + kPortEmptyReadMs;
+            const double sliceEnd = readStart + slice * kPortSliceMs;
+            if (sliceEnd >= resultMs)
+                return sliceEnd - resultMs + kPortEmptyReadMs;
         }
         readStart += kPortEmptyReadMs + waitMs;
     }

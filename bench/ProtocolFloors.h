@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LineModel.h"
+
 #include <QString>
 
 // What the protocol's own waits cost with an instrument that answers at once: the floor the library
@@ -22,11 +24,15 @@ constexpr int AnsweredExchangeMs() {
 int FamilyBaud(int type);
 double LineMs(int bytes, int baud);
 
-// An answered exchange on a real cable: the reply's last piece can be found no sooner than the
-// command and the reply have crossed the line (and never before the first slice ends), then the
-// empty read ends it. A USB adapter's latency timer may hold the last piece up to one more period;
-// the floor counts none of that.
-double AnsweredExchangeOnLineMs(int commandBytes, int replyBytes, int baud);
+// The end of the first read slice at or after `ms` (at the least the first slice).
+double FirstSliceEndMs(double ms);
+
+// An answered exchange on the line: the reply's last piece is found at the end of the first slice
+// after it has arrived, then the empty read ends the reply. On the instant line it arrives at once;
+// byte-wise, once the command and the reply have crossed the line; through a USB adapter, at the
+// next expiry of its free-running latency timer after that, whose phase is any moment of the period
+// (the floor takes the mean over the phase).
+double AnsweredExchangeOnLineMs(int commandBytes, int replyBytes, int baud, const LineModel& line);
 
 // An exchange nobody answers: every try is an empty port read plus the wait after it.
 constexpr int SilentExchangeMs(int tries, int waitMs) {
@@ -34,25 +40,26 @@ constexpr int SilentExchangeMs(int tries, int waitMs) {
 }
 
 // Detection of the family with this type number: its own handshake answered at once, after every
-// driver tried before it has spent its budget on an instrument that does not answer it. With
-// `lineTime`, every byte of the family's own exchanges also crosses the line at its speed.
-double DetectionFloorMs(int type, bool lineTime);
+// driver tried before it has spent its budget on an instrument that does not answer it; every byte of
+// the family's own exchanges crosses `line` as that line delivers it.
+double DetectionFloorMs(int type, const LineModel& line);
 // What the floor of one family is made of, for people.
-QString DetectionFloorText(int type, bool lineTime);
+QString DetectionFloorText(int type, const LineModel& line);
 
-// From the last byte of a result to the watcher: the slice in progress when it lands (0 to 20 ms,
-// uniform when the landing moment is) and the empty read that ends the reply.
-constexpr int LatencyFloorMinMs() {
-    return kPortEmptyReadMs;
-}
-constexpr double LatencyFloorQuantileMs(double q) {
-    return kPortEmptyReadMs + q * kPortSliceMs;
-}
+// From the last byte of a result to the watcher: at the least the rest of the slice in progress when
+// it lands (0 to 20 ms) and the empty read that ends the reply; WorkerReadFloorMs below walks the
+// worker's reads to find that slice.
 
 // The same latency as the conversation is laid out today: the worker's first read holds the port's
 // lock, so its queued command leaves only when that read ends; the instrument then takes
 // instrumentMs, and a result that lands while the worker sleeps between tries (waitMs) is seen only
 // at the first slice after the sleep. Returns the milliseconds from the result to the callback.
 int LockedLatencyFloorMs(int instrumentMs, int waitMs);
+// The same walk for a result that lands resultMs after the measurement started, the command having
+// left at once: the worker's reads of four 20 ms slices, each followed by a sleep of waitMs when it
+// found nothing. On a real cable the command's and the reply's line time (and a USB latency timer)
+// can push the result past the first read, into the sleep. Returns the milliseconds from the result
+// to the callback.
+double WorkerReadFloorMs(double resultMs, int waitMs);
 // The wait between reply reads of the family's measurement (the driver's interval).
 int MeasureReadWaitMs(int type);

@@ -120,9 +120,8 @@ void benchDetectionOf(const Settings& s, IMinolta* facade, int type, const LineM
             ++wrong;
         facade->Disconnect();
     }
-    const bool lineTime = cable.kind() != LineModel::Instant;
     const double median = quantile(ms, 0.5);
-    const double floor = DetectionFloorMs(type, lineTime);
+    const double floor = DetectionFloorMs(type, cable);
     const double ratio = median / floor;
     line(QStringLiteral("detection %1 (type %2) %3: median %4 ms, min %5 ms, floor %6 ms (%7), ratio %8 "
                         "[goal <= 1.10: %9]%10")
@@ -132,18 +131,19 @@ void benchDetectionOf(const Settings& s, IMinolta* facade, int type, const LineM
              .arg(median, 0, 'f', 1)
              .arg(quantile(ms, 0.0), 0, 'f', 1)
              .arg(floor, 0, 'f', 1)
-             .arg(DetectionFloorText(type, lineTime))
+             .arg(DetectionFloorText(type, cable))
              .arg(ratio, 0, 'f', 3)
              .arg(goal(ratio <= 1.10))
              .arg(wrong ? QStringLiteral(" (%1 runs did not detect the family!)").arg(wrong) : QString()));
 }
 
 void benchDetection(const Settings& s, IMinolta* facade) {
-    line(
-        QStringLiteral("## 1. Detection time (median of %1 runs; floor = failing budgets of the drivers "
-                       "tried before + own handshake answered at once; on a realistic line each own exchange "
-                       "ends no sooner than its bytes have crossed the line, then the read that ends it)")
-            .arg(s.detectionRuns));
+    line(QStringLiteral(
+             "## 1. Detection time (median of %1 runs; floor = failing budgets of the drivers "
+             "tried before + own handshake answered at once; on a realistic line each own exchange "
+             "found at the first slice end after its reply has crossed the line and been handed over "
+             "(USB: mean over the latency timer's phase), then the read that ends it)")
+             .arg(s.detectionRuns));
     for (const LineModel& cable : s.lines)
         for (int type = 0; type < 5; ++type)
             benchDetectionOf(s, facade, type, cable);
@@ -165,7 +165,7 @@ void benchLatencyOf(const Settings& s, IMinolta* facade, int type, const LineMod
     facade->RegisterWatcher(&watcher);
     std::mt19937 random(unsigned(type) + 1);
     std::uniform_int_distribution<int> delay(30, 69);
-    std::vector<double> ms, lockedFloor;
+    std::vector<double> ms, floor, lockedFloor;
     int failed = 0;
     QElapsedTimer wall;
     wall.start();
@@ -177,28 +177,32 @@ void benchLatencyOf(const Settings& s, IMinolta* facade, int type, const LineMod
             continue;
         }
         ms.push_back(double(watcher.finishedAtNs() - model->lastWriteSteadyNs()) / 1e6);
+        // Where the result landed in the worker's reads, which began when it sent the command the
+        // result answers (the last one the instrument received); on a real cable after the line time.
+        const double landedMs = double(model->lastWriteSteadyNs() - model->lastReceiveSteadyNs()) / 1e6;
+        floor.push_back(WorkerReadFloorMs(landedMs, MeasureReadWaitMs(type)));
         lockedFloor.push_back(LockedLatencyFloorMs(instrumentMs, MeasureReadWaitMs(type)));
     }
     facade->UnregisterWatcher(&watcher);
     facade->Disconnect();
     const double median = quantile(ms, 0.5), p95 = quantile(ms, 0.95);
+    const double floorMedian = quantile(floor, 0.5), floorP95 = quantile(floor, 0.95);
     const double lockedMedian = quantile(lockedFloor, 0.5), lockedP95 = quantile(lockedFloor, 0.95);
-    line(
-        QStringLiteral("latency %1: median %2 ms, p95 %3 ms, min %4 ms, max %5 ms; slice floor median %6 ms, "
-                       "p95 %7 ms, min %8 ms; ratio median %9, p95 %10 (%11 ok, %12 failed, %13 s)")
-            .arg(family + QLatin1Char(' ') + cable.name(), -22)
-            .arg(median, 0, 'f', 1)
-            .arg(p95, 0, 'f', 1)
-            .arg(quantile(ms, 0.0), 0, 'f', 1)
-            .arg(quantile(ms, 1.0), 0, 'f', 1)
-            .arg(LatencyFloorQuantileMs(0.5), 0, 'f', 0)
-            .arg(LatencyFloorQuantileMs(0.95), 0, 'f', 0)
-            .arg(LatencyFloorMinMs())
-            .arg(median / LatencyFloorQuantileMs(0.5), 0, 'f', 3)
-            .arg(p95 / LatencyFloorQuantileMs(0.95), 0, 'f', 3)
-            .arg(ms.size())
-            .arg(failed)
-            .arg(double(wall.elapsed()) / 1000.0, 0, 'f', 1));
+    line(QStringLiteral("latency %1: median %2 ms, p95 %3 ms, min %4 ms, max %5 ms; floor median %6 ms, "
+                        "p95 %7 ms, min %8 ms; ratio median %9, p95 %10 (%11 ok, %12 failed, %13 s)")
+             .arg(family + QLatin1Char(' ') + cable.name(), -22)
+             .arg(median, 0, 'f', 1)
+             .arg(p95, 0, 'f', 1)
+             .arg(quantile(ms, 0.0), 0, 'f', 1)
+             .arg(quantile(ms, 1.0), 0, 'f', 1)
+             .arg(floorMedian, 0, 'f', 1)
+             .arg(floorP95, 0, 'f', 1)
+             .arg(quantile(floor, 0.0), 0, 'f', 1)
+             .arg(median / floorMedian, 0, 'f', 3)
+             .arg(p95 / floorP95, 0, 'f', 3)
+             .arg(ms.size())
+             .arg(failed)
+             .arg(double(wall.elapsed()) / 1000.0, 0, 'f', 1));
     if (!instant)
         return;
     line(QStringLiteral("latency %1: floor with the command held behind the first read (wait between "
@@ -212,12 +216,13 @@ void benchLatencyOf(const Settings& s, IMinolta* facade, int type, const LineMod
 }
 
 void benchLatency(const Settings& s, IMinolta* facade) {
-    line(
-        QStringLiteral("## 2. Completion-to-callback latency (%1 measurements per family, %2 on a realistic "
-                       "line; instrument takes 30-69 ms, uniform, so results land at every phase of the read "
-                       "slices; timed from the moment the result's last byte reaches the host)")
-            .arg(s.latencySamples)
-            .arg(s.latencySamplesOnLine));
+    line(QStringLiteral(
+             "## 2. Completion-to-callback latency (%1 measurements per family, %2 on a realistic "
+             "line; instrument takes 30-69 ms, uniform, so results land at every phase of the read "
+             "slices; timed from the moment the result's last byte reaches the host; floor per sample: "
+             "the first slice end of the worker's reads after the result landed, then the empty read)")
+             .arg(s.latencySamples)
+             .arg(s.latencySamplesOnLine));
     for (const LineModel& cable : s.lines)
         for (int type : {0, 1, 3, 4})
             benchLatencyOf(s, facade, type, cable);
@@ -359,11 +364,14 @@ void benchWireOf(IMinolta* facade, int type, const LineModel& cable) {
     facade->RegisterWatcher(&watcher);
     qint64 toInstrument = 0, fromInstrument = 0;
     double readingMs = 0.0;
+    // Long enough for late and repeated replies to have crossed the line: the luminance meter's
+    // unread read-out answers take 0.6 s of line time.
+    const int settleMs = cable.kind() == LineModel::Instant ? 400 : (type == 2 ? 1500 : 600);
     bool ok = true;
     for (int cycle = 0; cycle < 3; ++cycle) {
         // Replies the instrument repeats or sends late belong to the cycle that caused them; on a
         // realistic line they take their line time to come.
-        pump(cable.kind() == LineModel::Instant ? 400 : 1500);
+        pump(settleMs);
         model->clearRecord();
         const qint64 sent0 = model->bytesSent();
         QElapsedTimer reading;
@@ -376,7 +384,7 @@ void benchWireOf(IMinolta* facade, int type, const LineModel& cable) {
             ok = facade->ReadLvXy(data) == RESULT_OK && ok;
         }
         readingMs = double(reading.nsecsElapsed()) / 1e6;
-        pump(cable.kind() == LineModel::Instant ? 400 : 1500);
+        pump(settleMs);
         toInstrument = model->received().size();
         fromInstrument = model->bytesSent() - sent0;
     }

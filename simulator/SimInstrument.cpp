@@ -95,6 +95,7 @@ struct SimInstrument::Impl {
     QByteArray output;
     qint64 bytesSent = 0;
     Clock::time_point lastWrite{};
+    Clock::time_point lastReceive{};
     quint64 unplugRequests = 0;
     quint64 unplugsDone = 0;
 
@@ -238,6 +239,7 @@ bool SimInstrument::start() {
         d->usbTick = d->started;
         d->bytesSent = 0;
         d->lastWrite = Clock::time_point{};
+        d->lastReceive = Clock::time_point{};
     }
     d->thread = std::thread([this] { run(); });
     return true;
@@ -360,6 +362,7 @@ void SimInstrument::run() {
             // The record shows when the library sent the bytes; the instrument has them only once
             // they have crossed the line.
             d->record.append(ReceivedChunk{at, baud, incoming});
+            d->lastReceive = arrived;
             Clock::time_point crossed = arrived;
             if (d->line.kind() != LineModel::Instant) {
                 crossed = std::max(arrived, d->inboundFreeAt) +
@@ -447,6 +450,11 @@ qint64 SimInstrument::bytesSent() const {
 qint64 SimInstrument::lastWriteSteadyNs() const {
     std::lock_guard<std::mutex> lock(d->mutex);
     return std::chrono::duration_cast<std::chrono::nanoseconds>(d->lastWrite.time_since_epoch()).count();
+}
+
+qint64 SimInstrument::lastReceiveSteadyNs() const {
+    std::lock_guard<std::mutex> lock(d->mutex);
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(d->lastReceive.time_since_epoch()).count();
 }
 
 void SimInstrument::reply(const QByteArray& bytes, int delayMs) {

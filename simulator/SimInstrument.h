@@ -66,6 +66,9 @@ public:
     // When the last byte so far went to the library: std::chrono::steady_clock nanoseconds since its
     // epoch, 0 before the first write. Lets a host time its reaction to a reply against the wire.
     qint64 lastWriteSteadyNs() const;
+    // When bytes from the library last arrived (before their line time), on the same clock; 0 before
+    // any. With lastWriteSteadyNs() it tells where an answer landed after its command was sent.
+    qint64 lastReceiveSteadyNs() const;
 
 protected:
     // Called on the simulator thread with each stretch of bytes as it arrives.

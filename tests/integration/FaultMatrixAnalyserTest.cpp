@@ -24,8 +24,11 @@ protected:
 // instant line only.
 class AnalyserSilentLineFaultMatrix : public AnalyserFaultMatrix {};
 
-// Slow cells whose faulty replies come in pieces on a real cable: the instant line and the USB one.
+// Slow cells (overlong replies take seconds of line time): the instant line and the USB one.
 class AnalyserSlowFaultMatrix : public AnalyserFaultMatrix {};
+
+// The adapter pulled: what matters is the lost port, so the instant line and the USB one.
+class AnalyserPulledFaultMatrix : public AnalyserFaultMatrix {};
 
 } // namespace
 
@@ -33,6 +36,8 @@ INSTANTIATE_TEST_SUITE_P(Lines, AnalyserFaultMatrix, ::testing::ValuesIn(AllLine
 INSTANTIATE_TEST_SUITE_P(Lines, AnalyserSilentLineFaultMatrix,
                          ::testing::Values(LineModel(LineModel::Instant)), LineName);
 INSTANTIATE_TEST_SUITE_P(Lines, AnalyserSlowFaultMatrix,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, AnalyserPulledFaultMatrix,
                          ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
 
 // --- Faults present from the start: what detection makes of them ---------------------------------
@@ -74,7 +79,7 @@ TEST_P(AnalyserSilentLineFaultMatrix, WrongLineSpeedAtConnectFailsDetectionLikeS
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_P(AnalyserFaultMatrix, PulledDuringConnectEndsTheThirtySecondZeroCalibrationWaitAtOnce) {
+TEST_P(AnalyserPulledFaultMatrix, PulledDuringConnectEndsTheThirtySecondZeroCalibrationWaitAtOnce) {
     const Timed connected = connectPulledOn<AnalyserModel>("ZRC,1,");
     EXPECT_EQ(connected.result, RESULT_FAIL);
     // "COM,1" was answered "OK00": the driver counts itself connected and says so, while the lost
@@ -144,7 +149,7 @@ TEST_P(AnalyserFaultMatrix, ReplySplitIntoSingleBytesWhileMeasuringEndsInAWatche
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_P(AnalyserFaultMatrix, PulledDuringMeasurementReportsTheLostPort) {
+TEST_P(AnalyserPulledFaultMatrix, PulledDuringMeasurementReportsTheLostPort) {
     pulledDuringMeasurement();
     expectHealthyAgain(Recovery::FreshInstrument);
 }

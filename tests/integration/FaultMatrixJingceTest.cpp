@@ -35,15 +35,21 @@ protected:
 // instant line only.
 class JingceSilentLineFaultMatrix : public JingceFaultMatrix {};
 
-// Slow cells whose faulty replies come in pieces on a real cable: the instant line and the USB one.
+// Slow cells (overlong replies take seconds of line time): the instant line only; the
+// spectroradiometer's and the colour analyser's, quicker to reach, also run on the USB line.
 class JingceSlowFaultMatrix : public JingceFaultMatrix {};
+
+// The adapter pulled: what matters is the lost port, so the instant line and the USB one.
+class JingcePulledFaultMatrix : public JingceFaultMatrix {};
 
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(Lines, JingceFaultMatrix, ::testing::ValuesIn(AllLines()), LineName);
 INSTANTIATE_TEST_SUITE_P(Lines, JingceSilentLineFaultMatrix, ::testing::Values(LineModel(LineModel::Instant)),
                          LineName);
-INSTANTIATE_TEST_SUITE_P(Lines, JingceSlowFaultMatrix,
+INSTANTIATE_TEST_SUITE_P(Lines, JingceSlowFaultMatrix, ::testing::Values(LineModel(LineModel::Instant)),
+                         LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, JingcePulledFaultMatrix,
                          ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
 
 // --- Faults present from the start: what detection makes of them ---------------------------------
@@ -89,7 +95,7 @@ TEST_P(JingceSilentLineFaultMatrix, WrongLineSpeedAtConnectFailsDetectionLikeSil
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_P(JingceFaultMatrix, PulledDuringConnectEndsTheZeroCalibrationWaitAtOnce) {
+TEST_P(JingcePulledFaultMatrix, PulledDuringConnectEndsTheZeroCalibrationWaitAtOnce) {
     const Timed connected = connectPulledOn<JingceModel>("ZRC,1,");
     // This instrument proves itself by the zero calibration's answer: without it, no connection.
     expectDetectionFailed(connected,
@@ -152,12 +158,13 @@ TEST_P(JingceFaultMatrix, ReplySplitIntoSingleBytesWhileMeasuringEndsInAWatcherC
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_P(JingceFaultMatrix, PulledDuringMeasurementReportsTheLostPort) {
+TEST_P(JingcePulledFaultMatrix, PulledDuringMeasurementReportsTheLostPort) {
     pulledDuringMeasurement();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_P(JingceFaultMatrix, PulledBeforeTheReadStillServesTheStoredResultAndTheNextMeasurementReportsTheLoss) {
+TEST_P(JingcePulledFaultMatrix,
+       PulledBeforeTheReadStillServesTheStoredResultAndTheNextMeasurementReportsTheLoss) {
     // This driver reads its values within the measurement; the host's read serves them from memory.
     pulledBeforeTheRead();
     expectHealthyAgain(Recovery::FreshInstrument);

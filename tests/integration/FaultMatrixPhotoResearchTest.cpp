@@ -44,8 +44,12 @@ protected:
 // instant line only.
 class PhotoResearchSilentLineFaultMatrix : public PhotoResearchFaultMatrix {};
 
-// Slow cells whose faulty replies come in pieces on a real cable: the instant line and the USB one.
+// Slow cells (overlong replies take seconds of line time): the instant line only; the
+// spectroradiometer's and the colour analyser's, quicker to reach, also run on the USB line.
 class PhotoResearchSlowFaultMatrix : public PhotoResearchFaultMatrix {};
+
+// The adapter pulled: what matters is the lost port, so the instant line and the USB one.
+class PhotoResearchPulledFaultMatrix : public PhotoResearchFaultMatrix {};
 
 } // namespace
 
@@ -53,6 +57,8 @@ INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchFaultMatrix, ::testing::ValuesIn(Al
 INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchSilentLineFaultMatrix,
                          ::testing::Values(LineModel(LineModel::Instant)), LineName);
 INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchSlowFaultMatrix,
+                         ::testing::Values(LineModel(LineModel::Instant)), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchPulledFaultMatrix,
                          ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
 
 // --- Faults present from the start: what detection makes of them ---------------------------------
@@ -93,7 +99,7 @@ TEST_P(PhotoResearchSilentLineFaultMatrix, WrongLineSpeedAtConnectFailsDetection
     expectHealthyAgain(Recovery::SameInstrument);
 }
 
-TEST_P(PhotoResearchFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBudgets) {
+TEST_P(PhotoResearchPulledFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBudgets) {
     // The three drivers before it run out on the silent line; then one port read finds the device
     // gone, and the port cannot be opened again at 115200 baud.
     expectDetectionFailed(connectPulledOn<PhotoResearchModel>("PHOTO"),
@@ -160,7 +166,7 @@ TEST_P(PhotoResearchFaultMatrix, ReplySplitIntoSingleBytesWhileMeasuringEndsInAW
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_P(PhotoResearchFaultMatrix, PulledDuringMeasurementFailsWithinItsPolls) {
+TEST_P(PhotoResearchPulledFaultMatrix, PulledDuringMeasurementFailsWithinItsPolls) {
     faultAfterConnect(SimFault::UnplugDuringMeasure);
     // Every poll after the loss fails at once; the watchers always hear the plain failure.
     expectFailed(measureWithin(kPollMs + kPhotoDefaultLimit * kPortReadMs));
@@ -168,7 +174,7 @@ TEST_P(PhotoResearchFaultMatrix, PulledDuringMeasurementFailsWithinItsPolls) {
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_P(PhotoResearchFaultMatrix, PulledDuringReadFailsAtOnce) {
+TEST_P(PhotoResearchPulledFaultMatrix, PulledDuringReadFailsAtOnce) {
     auto* pulled = new PullOnCommand<PhotoResearchModel>("D1", 0, false);
     start(std::unique_ptr<InstrumentModel>(pulled));
     connectHealthy();

@@ -63,8 +63,11 @@ protected:
 // instant line only.
 class SpectroSilentLineFaultMatrix : public SpectroFaultMatrix {};
 
-// Slow cells whose faulty replies come in pieces on a real cable: the instant line and the USB one.
+// Slow cells (overlong replies take seconds of line time): the instant line and the USB one.
 class SpectroSlowFaultMatrix : public SpectroFaultMatrix {};
+
+// The adapter pulled: what matters is the lost port, so the instant line and the USB one.
+class SpectroPulledFaultMatrix : public SpectroFaultMatrix {};
 
 } // namespace
 
@@ -72,6 +75,8 @@ INSTANTIATE_TEST_SUITE_P(Lines, SpectroFaultMatrix, ::testing::ValuesIn(AllLines
 INSTANTIATE_TEST_SUITE_P(Lines, SpectroSilentLineFaultMatrix,
                          ::testing::Values(LineModel(LineModel::Instant)), LineName);
 INSTANTIATE_TEST_SUITE_P(Lines, SpectroSlowFaultMatrix,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, SpectroPulledFaultMatrix,
                          ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
 
 // --- Faults present from the start: what detection makes of them ---------------------------------
@@ -117,7 +122,7 @@ TEST_P(SpectroSilentLineFaultMatrix, WrongLineSpeedAtConnectFailsDetectionLikeSi
     expectHealthyAgain(Recovery::SameInstrument);
 }
 
-TEST_P(SpectroFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBudgets) {
+TEST_P(SpectroPulledFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBudgets) {
     // The probe's answer, then one port read finds the device gone; every later trial fails at once
     // and the port cannot be opened again at 115200 baud.
     expectDetectionFailed(connectPulledOn<SpectroModel>("RMTS,1\r\n"),
@@ -216,7 +221,7 @@ TEST_P(SpectroFaultMatrix, SlowReplySplitIntoSingleBytesWhileMeasuringEndsInAWat
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_P(SpectroFaultMatrix, PulledDuringMeasurementFailsAtOnce) {
+TEST_P(SpectroPulledFaultMatrix, PulledDuringMeasurementFailsAtOnce) {
     faultAfterConnect(SimFault::UnplugDuringMeasure, kSpectroDefaultLimit);
     const Outcome outcome = measure(allowedMs(kSpectroDefaultLimit * silentReadMs(1, kSpectroLongWaitMs)));
     // Every read after the loss fails at once; the driver reports the measurement's failure.
@@ -231,7 +236,7 @@ TEST_P(SpectroFaultMatrix, PulledDuringMeasurementFailsAtOnce) {
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_P(SpectroFaultMatrix, PulledDuringDataReadFailsAtOnce) {
+TEST_P(SpectroPulledFaultMatrix, PulledDuringDataReadFailsAtOnce) {
     auto* pulled = new PullOnCommand<SpectroModel>("MEDR,", 0, false);
     start(std::unique_ptr<InstrumentModel>(pulled));
     connectHealthy();
@@ -256,7 +261,7 @@ TEST_P(SpectroFaultMatrix, PulledDuringDataReadFailsAtOnce) {
 // The measurement reports a lost port as such (0xE0833000), as the data read does and as the colour
 // drivers do. Today only a failed send of "MEAS,1" gives that code, and a send never fails, so a
 // pulled adapter is reported as a plain failure (0x80000008).
-TEST_P(SpectroFaultMatrix, DISABLED_PulledDuringMeasurementIsReportedAsALostPort) {
+TEST_P(SpectroPulledFaultMatrix, DISABLED_PulledDuringMeasurementIsReportedAsALostPort) {
     faultAfterConnect(SimFault::UnplugDuringMeasure, kSpectroDefaultLimit);
     const Outcome outcome = measure(allowedMs(kSpectroDefaultLimit * silentReadMs(1, kSpectroLongWaitMs)));
     EXPECT_EQ(outcome.event, "failed");
@@ -267,7 +272,7 @@ TEST_P(SpectroFaultMatrix, DISABLED_PulledDuringMeasurementIsReportedAsALostPort
 // A Connect made as soon as a measurement has failed on a pulled adapter must keep the port it opens:
 // every read of the measurement thread that finds the port gone hands a close to the port's thread,
 // and those still queued run inside the next Connect's first read; they must not close the new port.
-TEST_P(SpectroFaultMatrix, ConnectRightAfterALostPortMeasurementKeepsTheNewPortOpen) {
+TEST_P(SpectroPulledFaultMatrix, ConnectRightAfterALostPortMeasurementKeepsTheNewPortOpen) {
     faultAfterConnect(SimFault::UnplugDuringMeasure, kSpectroDefaultLimit);
     // Let the port's thread see the device go, then wait for the outcome without running events, so
     // the closes the measurement thread queues stay queued.
