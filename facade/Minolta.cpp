@@ -30,6 +30,10 @@ CMinolta::CMinolta() {
 // Deleting the facade leaves the driver, the port and the watchers as they are.
 CMinolta::~CMinolta() {}
 
+// Every operation that may reach the port or the driver answers a call that arrives while another one
+// runs on the same thread (the host's timer inside a read's event loop) at once with the failure code:
+// the port's lock is that thread's already, and a second detection would delete the driver under the
+// first. The flag queries and the watcher registry answer as usual.
 unsigned long CMinolta::Connect() {
     HostCallGuard guard;
     if (guard.reentrant())
