@@ -1,6 +1,7 @@
 #include "Minolta.h"
 
 #include "ChromameterDetector.h"
+#include "HostCallGuard.h"
 #include "MinoltaVistor.h"
 
 namespace {
@@ -29,7 +30,14 @@ CMinolta::CMinolta() {
 // Deleting the facade leaves the driver, the port and the watchers as they are.
 CMinolta::~CMinolta() {}
 
+// Every operation that may reach the port or the driver answers a call that arrives while another one
+// runs on the same thread (the host's timer inside a read's event loop) at once with the failure code:
+// the port's lock is that thread's already, and a second detection would delete the driver under the
+// first. The flag queries and the watcher registry answer as usual.
 unsigned long CMinolta::Connect() {
+    HostCallGuard guard;
+    if (guard.reentrant())
+        return RESULT_FAIL;
     CChromameterDetector* detector = CChromameterDetector::GetInstance();
     int port = -1;
     const bool found = detector->DetectByNumber(&port);
@@ -40,6 +48,9 @@ unsigned long CMinolta::Connect() {
 }
 
 unsigned long CMinolta::Disconnect() {
+    HostCallGuard guard;
+    if (guard.reentrant())
+        return RESULT_FAIL;
     if (!m_bConnected)
         return RESULT_OK;
     IMinolta* driver = currentDriver();
@@ -51,6 +62,9 @@ unsigned long CMinolta::Disconnect() {
 }
 
 unsigned long CMinolta::Measure(bool flag) {
+    HostCallGuard guard;
+    if (guard.reentrant())
+        return RESULT_FAIL;
     if (!m_bConnected)
         return RESULT_OK;
     // Connected implies a driver; a released one (ReleaseMinolta) must not crash the host.
@@ -60,6 +74,9 @@ unsigned long CMinolta::Measure(bool flag) {
 }
 
 double CMinolta::ReadLastestData() {
+    HostCallGuard guard;
+    if (guard.reentrant())
+        return -1.0;
     if (!m_bConnected)
         return -1.0;
     IMinolta* driver = currentDriver();
@@ -67,12 +84,18 @@ double CMinolta::ReadLastestData() {
 }
 
 unsigned long CMinolta::ReadLvXy(SChromameterMeasureData& data) {
+    HostCallGuard guard;
+    if (guard.reentrant())
+        return RESULT_FAIL;
     // The host must connect first; with no driver at all the read fails instead of crashing.
     IMinolta* driver = currentDriver();
     return driver ? folded(driver->ReadLvXy(data)) : RESULT_FAIL;
 }
 
 unsigned long CMinolta::ReadSpectralData(QList<float>& values, int& startNm, int& endNm) {
+    HostCallGuard guard;
+    if (guard.reentrant())
+        return RESULT_FAIL;
     // The host must connect first; with no driver at all the read fails instead of crashing.
     IMinolta* driver = currentDriver();
     return driver ? folded(driver->ReadSpectralData(values, startNm, endNm)) : RESULT_FAIL;
@@ -80,6 +103,9 @@ unsigned long CMinolta::ReadSpectralData(QList<float>& values, int& startNm, int
 
 unsigned long CMinolta::ReadMeasureData(double& value1, double& value2, double& value3, double& Lv, double& x,
                                         double& y, double& value7) {
+    HostCallGuard guard;
+    if (guard.reentrant())
+        return RESULT_FAIL;
     // The host must connect first; with no driver at all the read fails instead of crashing.
     IMinolta* driver = currentDriver();
     return driver ? folded(driver->ReadMeasureData(value1, value2, value3, Lv, x, y, value7)) : RESULT_FAIL;

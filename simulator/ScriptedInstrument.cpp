@@ -9,7 +9,9 @@ constexpr int kPendingLimit = 8 * 1024;
 ScriptedInstrument::ScriptedInstrument() = default;
 
 ScriptedInstrument::~ScriptedInstrument() {
-    // The thread calls onReceived(), which uses the rules below: it must end before they do.
+    // The stream hands its pieces to this instrument, and the thread calls onReceived(), which uses
+    // the rules below: both must end before they do.
+    m_stream.stop();
     stop();
 }
 
@@ -24,14 +26,29 @@ void ScriptedInstrument::onPieces(const QByteArray& command, const QList<ReplyPi
     if (command.isEmpty())
         return;
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_rules.append(Rule{command, pieces, times, -1});
+    m_rules.append(Rule{command, pieces, times, -1, false});
 }
 
 void ScriptedInstrument::unplugOn(const QByteArray& command, int delayMs) {
     if (command.isEmpty())
         return;
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_rules.append(Rule{command, {}, -1, delayMs < 0 ? 0 : delayMs});
+    m_rules.append(Rule{command, {}, -1, delayMs < 0 ? 0 : delayMs, false});
+}
+
+void ScriptedInstrument::streamOn(const QByteArray& command) {
+    if (command.isEmpty())
+        return;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_rules.append(Rule{command, {}, 1, -1, true});
+}
+
+void ScriptedInstrument::streamNow(int pieceBytes, int intervalMs) {
+    m_stream.start([this](const QByteArray& piece) { reply(piece); }, pieceBytes, intervalMs);
+}
+
+bool ScriptedInstrument::streaming() const {
+    return m_stream.running();
 }
 
 void ScriptedInstrument::setRequiredBaud(int baud) {
@@ -78,7 +95,9 @@ void ScriptedInstrument::onReceived(const QByteArray& bytes) {
         Rule& rule = m_rules[best];
         if (rule.times > 0)
             --rule.times;
-        if (rule.unplugDelayMs >= 0)
+        if (rule.stream)
+            streamNow();
+        else if (rule.unplugDelayMs >= 0)
             unplugAfter(rule.unplugDelayMs);
         else if (!rule.pieces.isEmpty())
             replyPieces(rule.pieces);

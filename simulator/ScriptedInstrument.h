@@ -1,5 +1,6 @@
 #pragma once
 
+#include "EndlessStream.h"
 #include "SimInstrument.h"
 
 #include <mutex>
@@ -20,6 +21,13 @@ public:
     void onPieces(const QByteArray& command, const QList<ReplyPiece>& pieces, int times = -1);
     // Pull the adapter `delayMs` after `command` arrives.
     void unplugOn(const QByteArray& command, int delayMs = 0);
+    // From the moment `command` arrives, send without end (a GPS receiver's sentences at 9600 baud,
+    // EndlessStream), whatever is heard afterwards and at whatever line speed.
+    void streamOn(const QByteArray& command);
+    // Start sending without end now, `pieceBytes` every `intervalMs` (by default at 9600-baud pace).
+    void streamNow(int pieceBytes = EndlessStream::kPieceBytes,
+                   int intervalMs = EndlessStream::kPieceIntervalMs);
+    bool streaming() const;
     // Answer only while the line runs at this speed (0: any speed). Others are silently ignored.
     void setRequiredBaud(int baud);
     void clearRules();
@@ -33,9 +41,11 @@ private:
         QList<ReplyPiece> pieces;
         int times;
         int unplugDelayMs; // -1: no unplug
+        bool stream;
     };
     std::mutex m_mutex;
     QList<Rule> m_rules;
     QByteArray m_pending;
     int m_requiredBaud = 0;
+    EndlessStream m_stream;
 };

@@ -2,6 +2,8 @@
 
 #include "ChromameterDetector.h"
 
+#include <QDebug>
+#include <QElapsedTimer>
 #include <QMetaObject>
 #include <QSharedPointer>
 #include <QThread>
@@ -16,6 +18,15 @@ namespace {
 
 // How long a sender off the port's thread waits for its command to leave: the write's own drain limit.
 const int kQueuedWriteWaitMs = 100;
+
+// A device that never stops sending (a GPS receiver, a data logger) must not keep one read, and with
+// it detection or a measurement, going for ever. Input that keeps coming once the reply buffer is full
+// is taken (and dropped) for at most kDrainAfterFullMs more, so an overlong reply leaves little behind
+// while a stream at 9600 baud (the buffer full after about 1.1 s) ends the read after about 2 s.
+// Input that trickles too slowly ever to fill the buffer ends it kLongestReplyMs after its first byte:
+// the slowest real reply, a 200-byte frame a byte at a time, takes about 3 s.
+const qint64 kDrainAfterFullMs = 1000;
+const qint64 kLongestReplyMs = 10000;
 
 // Raised by the port's thread once it has run the writes queued before it. Shared by the poster and
 // the queued call, so a call that runs after its sender stopped waiting still finds it alive.
@@ -65,6 +76,8 @@ bool CChromameterCommand::Read(char** reply, int& length, int tries, int waitMs)
     std::memset(*reply, 0, CHROMAMETER_REPLY_SIZE);
     SerialPortCross& port = CChromameterDetector::GetInstance()->m_port;
     int total = 0;
+    QElapsedTimer sinceFirstByte;
+    QElapsedTimer sinceFull;
     for (;;) {
         // The last byte always stays NUL, so the reply is a terminated string however long it was.
         const unsigned room = unsigned(CHROMAMETER_REPLY_SIZE - 1 - total);
@@ -82,9 +95,21 @@ bool CChromameterCommand::Read(char** reply, int& length, int tries, int waitMs)
             usleep(useconds_t(waitMs) * 1000);
         }
         // Bytes still flowing keep the exchange going, also those dropped because the buffer is full:
-        // the whole reply is taken, and nothing of it is left for the next exchange.
-        if (received != 0)
-            continue;
+        // the whole reply is taken, and nothing of it is left for the next exchange. But not for
+        // longer than any reply lasts: input that does not stop is no reply.
+        if (received != 0) {
+            if (!sinceFirstByte.isValid())
+                sinceFirstByte.start();
+            if (total >= CHROMAMETER_REPLY_SIZE - 1 && !sinceFull.isValid())
+                sinceFull.start();
+            const bool overran = sinceFull.isValid() && sinceFull.elapsed() >= kDrainAfterFullMs;
+            if (!overran && sinceFirstByte.elapsed() < kLongestReplyMs)
+                continue;
+            qDebug().nospace() << "input did not stop: reply ended after " << sinceFirstByte.elapsed()
+                               << " ms";
+            length = total;
+            return total != 0;
+        }
         if (total != 0 || tries < 1) {
             length = total;
             return total != 0;

@@ -3,6 +3,7 @@
 #include "ChromameterMinolta.h"
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
+#include "HostCallGuard.h"
 #include "InstrumentFamilies.h"
 #include "LuminanceMeter.h"
 #include "PhotoResearch.h"
@@ -114,6 +115,9 @@ bool CChromameterDetector::TryConnect(QString portName) {
     int openBaud = kInstrumentFamilies[0].baud;
     if (!openAt(m_port, portName, openBaud))
         return false;
+    // Nothing the previous conversation left unread (a reply still crossing when its read gave up, on
+    // this port or another) may pass for an answer to the trials.
+    m_port.DiscardInput();
     for (const InstrumentFamily& family : kInstrumentFamilies) {
         if (family.baud != openBaud) {
             if (m_port.IsOpen())
@@ -122,6 +126,7 @@ bool CChromameterDetector::TryConnect(QString portName) {
             if (!openAt(m_port, portName, family.baud))
                 return false;
             openBaud = family.baud;
+            m_port.DiscardInput();
         }
         if (m_pMinolta) {
             delete m_pMinolta;
@@ -138,6 +143,10 @@ bool CChromameterDetector::TryConnect(QString portName) {
 }
 
 void CChromameterDetector::ReleaseMinolta() {
+    // Asked from the host's timer inside a call that is using the driver, it would delete that driver
+    // under the call: such a release waits for the host to ask again.
+    if (HostCallGuard::active())
+        return;
     if (m_pMinolta) {
         delete m_pMinolta;
         m_pMinolta = nullptr;

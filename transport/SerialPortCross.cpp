@@ -119,6 +119,15 @@ void SerialPortCross::Close() {
     }
 }
 
+void SerialPortCross::DiscardInput() {
+    if (m_pSerialPort->isOpen())
+        m_pSerialPort->clear(QSerialPort::Input);
+    QMutexLocker lock(&m_recvMutex);
+    m_baRecvData.clear();
+    m_bReadyRead = false;
+    m_lastChunkMs = kLongAgoMs;
+}
+
 bool SerialPortCross::IsOpen() {
     return m_pSerialPort->isOpen();
 }

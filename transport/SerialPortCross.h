@@ -22,6 +22,10 @@ public:
               QSerialPort::DataBits dataBits, QSerialPort::StopBits stopBits,
               QSerialPort::FlowControl flowControl);
     void Close();
+    // Drops whatever was received and not yet read (the receive buffer, its flag and the port's pending
+    // input): bytes left over from an earlier conversation, perhaps on another device or at another
+    // line speed, are no reply to the next one. On the port's thread.
+    void DiscardInput();
     bool IsOpen();
     bool IsPortConnect();
     // Hands out everything received since the last read: the pieces of one reply, joined in order.

@@ -95,16 +95,56 @@ TEST(Detector, PortWithoutUsbSerialNameIsNeverTried) {
 
 TEST(Detector, BareUsbSerialNameIsTriedUnderDev) {
     // "cu.usbserial-TEST-ABSENT" becomes "/dev/cu.usbserial-TEST-ABSENT", which does not exist here:
-    // one open is tried and fails, and the scan ends without an instrument. (The prefixing itself is
-    // checked in the port filter's own tests.)
+    // one open is tried and fails, and the scan ends without an instrument.
     ASSERT_FALSE(QFile::exists(QStringLiteral("/dev/cu.usbserial-TEST-ABSENT")));
-    CatalogueScope scope({QStringLiteral("cu.usbserial-TEST-ABSENT")});
+    {
+        CatalogueScope scope({QStringLiteral("cu.usbserial-TEST-ABSENT")});
+        MessageCapture log;
+        CChromameterDetector* detector = CChromameterDetector::GetInstance();
+        EXPECT_EQ(detector->FindProlificComNumber(), -1);
+        EXPECT_EQ(log.count(kOpenFailed), 1);
+        EXPECT_EQ(log.count(kOpened), 0);
+        EXPECT_EQ(detector->m_nInstrumentType, -1);
+    }
+    // The serial port would put a bare name under /dev/ by itself, so the scan above cannot tell who
+    // did. A name outside /dev/ that the serial port would open where it points shows that the scan
+    // prefixes it itself: an answering analyser there is never reached.
+    auto sim = startInstrument();
+    answerAsAnalyser(*sim);
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    ASSERT_FALSE(dir.path().contains(QStringLiteral("/dev/")));
+    const QString outside = dir.path() + QStringLiteral("/cu.usbserial-OUTSIDE");
+    ASSERT_TRUE(QFile::link(sim->portPath(), outside));
+    ASSERT_TRUE(outside.startsWith(QLatin1Char('/')));
+    CatalogueScope scope({outside});
     MessageCapture log;
-    CChromameterDetector* detector = CChromameterDetector::GetInstance();
-    EXPECT_EQ(detector->FindProlificComNumber(), -1);
+    EXPECT_EQ(CChromameterDetector::GetInstance()->FindProlificComNumber(), -1);
     EXPECT_EQ(log.count(kOpenFailed), 1);
     EXPECT_EQ(log.count(kOpened), 0);
-    EXPECT_EQ(detector->m_nInstrumentType, -1);
+    pumpEvents(100);
+    EXPECT_TRUE(sim->received().isEmpty());
+}
+
+TEST(Detector, InputLeftUnreadOnTheLastPortIsNoAnswerToTheNextDetection) {
+    // The last conversation on another device left "ER00" unread: the spectroradiometer's refusal of
+    // "STR,4". Taken for the next port's answer, it would make detection ask that port for remote mode.
+    auto previous = startInstrument();
+    previous->on("PING\n", "ER00\r\n");
+    ASSERT_TRUE(openDetectorPort(previous->portPath()));
+    {
+        MessageCapture log;
+        ASSERT_EQ(detectorPort().Write("PING\n", 5), 5u);
+        ASSERT_TRUE(waitUntil([&] { return log.contains(QStringLiteral("ready ER00")); }, 3000));
+    }
+    auto analyser = startInstrument();
+    answerAsAnalyser(*analyser);
+    CatalogueScope scope({analyser->portPath()});
+    CChromameterDetector* detector = CChromameterDetector::GetInstance();
+    EXPECT_EQ(detector->FindProlificComNumber(), 1);
+    EXPECT_EQ(detector->m_nInstrumentType, 1);
+    EXPECT_EQ(analyser->countReceived("STR,4\r"), 1);
+    EXPECT_EQ(analyser->countReceived("RMTS,1"), 0);
 }
 
 TEST(Detector, NameHoldingDevIsOpenedAsIsAndAnsweringAnalyserIsKept) {

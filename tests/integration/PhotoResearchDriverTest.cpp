@@ -222,8 +222,12 @@ TEST_F(PhotoResearchDriver, ReportCutAfterXFailsAfterStoringLuminanceOnly) {
 
 TEST_F(PhotoResearchDriver, LuminanceThatIsNotANumberIsStoredAsZero) {
     connectDriver();
+    // A good report first, so that the zero below is one the driver wrote, not the one it started with.
+    sim.on("M1\n", kGoodReport, 0, 1);
     sim.on("M1\n", "00000,111,------,0.3127,0.3290\r\n");
-    ASSERT_TRUE(measureUntilOutcome(5000));
+    ASSERT_EQ(measure(), QStringLiteral("finished"));
+    ASSERT_EQ(driver.lv(), double(120.5f));
+    ASSERT_EQ(measure(), QStringLiteral("finished"));
     ASSERT_EQ(watcher.count("finished"), 1);
     SChromameterMeasureData data = {-1.0f, -1.0f, -1.0f, -1.0f};
     EXPECT_EQ(driver.ReadLvXy(data), RESULT_OK);

@@ -8,7 +8,6 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QStringList>
 
 #include <gtest/gtest.h>
@@ -67,15 +66,10 @@ bool isContractSymbol(const QString& mangled) {
     return false;
 }
 
-// What the toolchain adds whatever the code says:
-// - the linker's section markers and init/fini entry points;
-// - the standard library's own template instantiations: libstdc++ gives namespace std default
-//   visibility, so the vtables and type information of std::thread's internal state objects are
-//   exported by every shared library that starts a std::thread;
-// - the type information of Qt's exported classes (QObjectData and the like), which the compiler
-//   emits where it needs it (the sanitizer's dynamic-type checks) with the visibility Qt gave them;
-// - AddressSanitizer's one-definition markers of exported globals ("__odr_asan." followed by the
-//   exported name) in a sanitized build.
+// What the linker adds whatever the code says: its section markers and init/fini entry points, and,
+// in an AddressSanitizer build, the one-definition markers of exported globals ("__odr_asan."
+// followed by the exported name). Nothing else: the standard library's thread state objects of the
+// drivers' workers and the compiler's copies of Qt's type information stay inside.
 bool isToolchainSymbol(const QString& mangled) {
     static const QStringList linker = {QStringLiteral("_init"), QStringLiteral("_fini"),
                                        QStringLiteral("__bss_start"), QStringLiteral("_edata"),
@@ -85,13 +79,7 @@ bool isToolchainSymbol(const QString& mangled) {
     const QString odrMarker = QStringLiteral("__odr_asan.");
     if (mangled.startsWith(odrMarker))
         return isContractSymbol(mangled.mid(odrMarker.size()));
-    const QString name = demangle(mangled.toLatin1());
-    for (const char* prefix : {"vtable for std::", "typeinfo for std::", "typeinfo name for std::"}) {
-        if (name.startsWith(QLatin1String(prefix)))
-            return true;
-    }
-    static const QRegularExpression qtTypeInfo(QStringLiteral("^typeinfo (name )?for Q[A-Z][A-Za-z]*$"));
-    return qtTypeInfo.match(name).hasMatch();
+    return false;
 }
 
 std::unique_ptr<ScriptedInstrument> startAnalyser() {
@@ -163,6 +151,8 @@ TEST(PluginExports, HostEntryPointsAndDetectorHelpersAreExported) {
         EXPECT_FALSE(name.contains(QLatin1String("SerialPortCross::"))) << name.toStdString();
         EXPECT_FALSE(name.contains(QLatin1String("CChromameterCommand::"))) << name.toStdString();
         EXPECT_FALSE(name.contains(QLatin1String("CMinoltaVistor::"))) << name.toStdString();
+        // Nor the state objects of the drivers' worker threads.
+        EXPECT_FALSE(name.contains(QLatin1String("std::thread"))) << name.toStdString();
     }
 }
 

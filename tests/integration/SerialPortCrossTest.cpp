@@ -3,6 +3,7 @@
 #include "ChromameterCommand.h"
 #include "ChromameterDetector.h"
 #include "ScriptedInstrument.h"
+#include "SerialPortSightings.h"
 #include "TestSupport.h"
 
 #include <QCoreApplication>
@@ -372,7 +373,12 @@ TEST(SerialPortCross, ChunkStartingWithNulAloneCountsAsNothingReceived) {
         trigger(port, "PING\n");
         ASSERT_TRUE(waitUntil([&] { return log.count(QStringLiteral("NULL ")) == 1; }, 3000));
         char buf[1024] = {};
+        // The data-ready flag stayed clear too: the read waits all four 20 ms slices, where a raised
+        // flag would end it after the first.
+        QElapsedTimer clock;
+        clock.start();
         EXPECT_EQ(port.Read(buf, sizeof buf), 0u);
+        EXPECT_GE(clock.elapsed(), 75);
         EXPECT_EQ(log.count(QStringLiteral("ready ")), 0);
     }
     flushDeferredDeletes();
@@ -419,19 +425,35 @@ TEST(SerialPortCross, SecondOpenMakesEachChunkReachTheReceiverTwiceHarmlessly) {
     auto sim = startInstrument();
     sim->on("PING\n", "ONCE\r\n");
     {
+        SerialPortSightings sightings;
         SerialPortCross port;
+        ASSERT_EQ(sightings.ports().size(), 1);
+        QSerialPort* serial = sightings.ports().first();
         ASSERT_TRUE(openAt(port, sim->portPath()));
+        // Between the first open's delivery and the second's: each notification, after the first
+        // delivery took the chunk, puts one marker byte back into the port. Only a second delivery of
+        // the same notification can take it; a single delivery would leave it there.
+        int notifications = 0;
+        QObject::connect(serial, &QIODevice::readyRead, [&] {
+            ++notifications;
+            serial->ungetChar('Z');
+        });
         ASSERT_TRUE(openAt(port, sim->portPath()));
         MessageCapture log;
         trigger(port, "PING\n");
         ASSERT_TRUE(waitUntil([&] { return log.count(QStringLiteral("ready ONCE")) >= 1; }, 3000));
         pumpEvents(100);
-        // The second delivery finds nothing available and returns at once: one chunk, one line.
-        EXPECT_EQ(log.count(QStringLiteral("ready ")), 1);
+        ASSERT_EQ(notifications, 1);
+        // The first delivery took the reply, the second took the marker: two calls for one notification,
+        // and nothing is left in the port.
+        EXPECT_EQ(log.count(QStringLiteral("ready ")), 2);
+        EXPECT_EQ(log.count(QStringLiteral("ready Z")), 1);
+        EXPECT_EQ(serial->bytesAvailable(), 0);
         EXPECT_EQ(log.count(QStringLiteral("NULL ")), 0);
+        // The marker came right after the reply, so it joins it.
         char buf[1024] = {};
         const unsigned n = port.Read(buf, sizeof buf);
-        EXPECT_EQ(QByteArray(buf, int(n)), QByteArray("ONCE\r\n"));
+        EXPECT_EQ(QByteArray(buf, int(n)), QByteArray("ONCE\r\nZ"));
     }
     flushDeferredDeletes();
 }
@@ -537,8 +559,22 @@ TEST(SerialPortCross, UnpluggedAdapterIsReportedAndThePortLeftOpen) {
 TEST(SerialPortCross, ResourceErrorIsLoggedClearedAndLeavesThePortOpen) {
     auto sim = startInstrument();
     {
+        SerialPortSightings sightings;
         SerialPortCross port;
+        ASSERT_EQ(sightings.ports().size(), 1);
+        QSerialPort* serial = sightings.ports().first();
         ASSERT_TRUE(openAt(port, sim->portPath()));
+        // Connected after the port's own receiver, so each report reaches this after onError: the
+        // error the port holds by then shows whether onError cleared it.
+        int resourceErrors = 0;
+        int leftStanding = 0;
+        QObject::connect(serial, &QSerialPort::errorOccurred, [&](QSerialPort::SerialPortError error) {
+            if (error != QSerialPort::ResourceError)
+                return;
+            ++resourceErrors;
+            if (serial->error() != QSerialPort::NoError)
+                ++leftStanding;
+        });
         MessageCapture log;
         sim->unplug();
         // Writing to the vanished device fails with a resource error.
@@ -546,6 +582,9 @@ TEST(SerialPortCross, ResourceErrorIsLoggedClearedAndLeavesThePortOpen) {
         ASSERT_TRUE(waitUntil([&] { return log.contains(QStringLiteral("Resource error occurred.")); }, 3000))
             << log.lines().join('\n').toStdString();
         EXPECT_TRUE(log.lines().contains(QStringLiteral("Resource error occurred.")));
+        EXPECT_GE(resourceErrors, 1);
+        EXPECT_EQ(leftStanding, 0);
+        EXPECT_EQ(serial->error(), QSerialPort::NoError);
         EXPECT_TRUE(port.IsOpen());
         EXPECT_FALSE(port.IsPortConnect());
     }

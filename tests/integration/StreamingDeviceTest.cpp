@@ -1,0 +1,182 @@
+// A device that never stops sending (a GPS receiver or a data logger on a USB-serial port, 9600 baud,
+// no pause): one reply read ends a bounded time after its first byte, so detection gives up on such a
+// port and goes on to the next, and a measurement whose line starts streaming fails.
+#include "ChromameterCommand.h"
+#include "ChromameterDetector.h"
+#include "ChromameterMinoltaApi.h"
+#include "DetectorPort.h"
+#include "HangWatchdog.h"
+#include "IMinolta.h"
+#include "InstrumentModel.h"
+#include "ScriptedInstrument.h"
+#include "SimFamilies.h"
+#include "TestSupport.h"
+
+#include <QElapsedTimer>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+// A read goes on taking input for this long after its reply buffer is full, and never longer than the
+// other bound after its first byte; one port read (four 20 ms slices) comes on top of either.
+const qint64 kDrainAfterFullMs = 1000;
+const qint64 kLongestReplyMs = 10000;
+const qint64 kPortReadMs = 80;
+// A stream at 9600 baud fills the 1023-byte buffer in about 1.07 s.
+const qint64 kFillAt9600Ms = 1070;
+const QString kEndedLine = QStringLiteral("input did not stop: reply ended after ");
+
+std::unique_ptr<ScriptedInstrument> startStreamingDevice() {
+    auto device = std::make_unique<ScriptedInstrument>();
+    // On the cable a desk most often has: the stream reaches the port in 62-byte USB packets.
+    device->setLine(LineModel::realistic());
+    EXPECT_TRUE(device->start());
+    device->streamNow();
+    return device;
+}
+
+// A colour analyser as detection and a measurement meet it, that starts streaming when asked for the
+// display mode, the measurement's first command.
+std::unique_ptr<ScriptedInstrument> startAnalyserThatStreamsWhenMeasuring() {
+    auto sim = std::make_unique<ScriptedInstrument>();
+    sim->setLine(LineModel::realistic());
+    EXPECT_TRUE(sim->start());
+    sim->on("STR,4\r", "ER10\r\n");
+    sim->on("COM,1\n", "OK00\r\n");
+    sim->on("ZRC,1,", "OK00\r\n");
+    sim->streamOn("MDS,0\n");
+    return sim;
+}
+
+std::unique_ptr<IMinolta> createFacade(RecordingWatcher& watcher) {
+    IMinolta* created = nullptr;
+    EXPECT_EQ(CreateChromameterMinolta(&created), RESULT_OK);
+    if (created)
+        created->RegisterWatcher(&watcher);
+    return std::unique_ptr<IMinolta>(created);
+}
+
+} // namespace
+
+TEST(StreamingDevice, OneReadEndsOneSecondAfterItsBufferFilled) {
+    auto device = startStreamingDevice();
+    ASSERT_TRUE(openDetectorPort(device->portPath()));
+    MessageCapture log;
+    HangWatchdog watchdog(60, "a read on a streaming line");
+    char* reply = nullptr;
+    int length = -1;
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_TRUE(CChromameterCommand().Read(&reply, length, 3, 100));
+    const qint64 elapsed = clock.elapsed();
+    std::printf("one read on a streaming line ended after %lld ms\n", static_cast<long long>(elapsed));
+    EXPECT_GE(elapsed, kDrainAfterFullMs);
+    EXPECT_LE(elapsed, kFillAt9600Ms + kDrainAfterFullMs + 2 * kPortReadMs + 1000);
+    // The buffer is full of the stream's bytes, its last byte still NUL.
+    EXPECT_EQ(length, CHROMAMETER_REPLY_SIZE - 1);
+    ASSERT_NE(reply, nullptr);
+    EXPECT_EQ(reply[CHROMAMETER_REPLY_SIZE - 1], '\0');
+    EXPECT_TRUE(QByteArray(reply).contains("$GP"));
+    EXPECT_EQ(log.count(kEndedLine), 1) << log.lines().join('\n').toStdString();
+    delete[] reply;
+}
+
+TEST(StreamingDevice, SlowTrickleThatNeverPausesEndsTheReadTenSecondsAfterItsFirstByte) {
+    // A byte every 30 ms: never a pause that ends a reply, and too slow to fill the buffer in time.
+    auto device = std::make_unique<ScriptedInstrument>();
+    ASSERT_TRUE(device->start());
+    ASSERT_TRUE(openDetectorPort(device->portPath()));
+    MessageCapture log;
+    HangWatchdog watchdog(60, "a read on a trickling line");
+    device->streamNow(1, 30);
+    char* reply = nullptr;
+    int length = -1;
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_TRUE(CChromameterCommand().Read(&reply, length, 3, 100));
+    const qint64 elapsed = clock.elapsed();
+    std::printf("one read on a trickling line ended after %lld ms with %d bytes\n",
+                static_cast<long long>(elapsed), length);
+    EXPECT_GE(elapsed, kLongestReplyMs);
+    EXPECT_LE(elapsed, kLongestReplyMs + 100 + 2 * kPortReadMs + 1000);
+    EXPECT_GT(length, 100);
+    EXPECT_LT(length, CHROMAMETER_REPLY_SIZE - 1);
+    EXPECT_EQ(log.count(kEndedLine), 1) << log.lines().join('\n').toStdString();
+    delete[] reply;
+}
+
+TEST(StreamingDevice, DetectionOnAStreamingPortAloneFailsInBoundedTime) {
+    auto device = startStreamingDevice();
+    CatalogueScope scope({device->portPath()});
+    RecordingWatcher watcher;
+    auto facade = createFacade(watcher);
+    ASSERT_TRUE(facade);
+    HangWatchdog watchdog(90, "detection on a streaming port");
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_EQ(facade->Connect(), RESULT_FAIL);
+    const qint64 elapsed = clock.elapsed();
+    std::printf("detection on a streaming port failed after %lld ms\n", static_cast<long long>(elapsed));
+    EXPECT_LT(elapsed, 30000);
+    EXPECT_FALSE(facade->IsConnected());
+    EXPECT_EQ(watcher.count("connected"), 0);
+    // Every family was asked, the Jingce colorimeter at its own speed last.
+    EXPECT_EQ(device->countReceived("STR,4\r"), 1);
+    EXPECT_EQ(device->countReceived("PHOTO"), 1);
+    EXPECT_EQ(device->countReceived("COM,0\r"), 1);
+    facade->UnregisterWatcher(&watcher);
+}
+
+TEST(StreamingDevice, InstrumentOnTheNextPortIsFoundAfterTheStreamingPortFails) {
+    auto device = startStreamingDevice();
+    std::unique_ptr<InstrumentModel> analyser = CreateFamilyModel(QStringLiteral("analyser"));
+    ASSERT_TRUE(analyser);
+    analyser->setLine(LineModel::realistic());
+    ASSERT_TRUE(analyser->start());
+    CatalogueScope scope({device->portPath(), analyser->portPath()});
+    RecordingWatcher watcher;
+    auto facade = createFacade(watcher);
+    ASSERT_TRUE(facade);
+    HangWatchdog watchdog(90, "detection past a streaming port");
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_EQ(facade->Connect(), RESULT_OK);
+    const qint64 elapsed = clock.elapsed();
+    std::printf("instrument after a streaming port found after %lld ms\n", static_cast<long long>(elapsed));
+    EXPECT_LT(elapsed, 35000);
+    EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, SimFamilyType("analyser"));
+    // The streaming port was tried first and given up.
+    EXPECT_EQ(device->countReceived("STR,4\r"), 1);
+    ASSERT_NO_FATAL_FAILURE(expectDefaultReadingMeasured(*facade, watcher));
+    facade->UnregisterWatcher(&watcher);
+}
+
+TEST(StreamingDevice, MeasurementWhoseLineStartsStreamingFailsInBoundedTime) {
+    auto sim = startAnalyserThatStreamsWhenMeasuring();
+    CatalogueScope scope({sim->portPath()});
+    RecordingWatcher watcher;
+    auto facade = createFacade(watcher);
+    ASSERT_TRUE(facade);
+    ASSERT_EQ(facade->Connect(), RESULT_OK);
+    ASSERT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, SimFamilyType("analyser"));
+    watcher.clear();
+
+    HangWatchdog watchdog(60, "a measurement on a line that streams");
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_EQ(facade->Measure(false), RESULT_OK);
+    ASSERT_TRUE(waitUntil([&] { return watcher.count("failed") + watcher.count("finished") > 0; }, 30000));
+    const qint64 elapsed = clock.elapsed();
+    std::printf("measurement on a streaming line failed after %lld ms\n", static_cast<long long>(elapsed));
+    EXPECT_TRUE(sim->streaming());
+    ASSERT_EQ(watcher.count("failed"), 1);
+    EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
+    // One reply read of the streaming line, then the verdict; the measure command never went out.
+    EXPECT_LE(elapsed, kFillAt9600Ms + kDrainAfterFullMs + 2 * kPortReadMs + 1500);
+    EXPECT_EQ(sim->countReceived("MES,1\n"), 0);
+    pumpEvents(100);
+    facade->UnregisterWatcher(&watcher);
+}
