@@ -3,12 +3,14 @@
 #include "ChromameterMinolta.h"
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
+#include "DriverWorkers.h"
 #include "LuminanceMeter.h"
 #include "PhotoResearch.h"
 #include "PortCatalogue.h"
 #include "PortFilter.h"
 
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QMetaType>
 #include <QThread>
 
@@ -44,13 +46,31 @@ CChromameterDetector::CChromameterDetector() : QObject(nullptr), m_nInstrumentTy
         Qt::DirectConnection);
 }
 
+namespace {
+
+// Stops the drivers' workers and waits until they have ended, before a driver is deleted or detection
+// touches the port. What a stopped worker queued for the port's thread (its command, a close of the
+// port) is dropped with it: none of the old exchange may reach the next one.
+void stopWorkers(SerialPortCross* port) {
+    if (CDriverWorkers::StopAll() > 0 && QThread::currentThread() == port->thread())
+        QCoreApplication::removePostedEvents(port, QEvent::MetaCall);
+}
+
+// Deletes the current driver once no worker runs it any more.
+void dropDriver(IMinolta** driver, SerialPortCross* port) {
+    stopWorkers(port);
+    delete *driver;
+    *driver = nullptr;
+}
+
+} // namespace
+
 CChromameterDetector::~CChromameterDetector() {
+    stopWorkers(&m_port);
     if (m_port.IsOpen())
         m_port.Close();
-    if (m_pMinolta) {
-        delete m_pMinolta;
-        m_pMinolta = nullptr;
-    }
+    if (m_pMinolta)
+        dropDriver(&m_pMinolta, &m_port);
 }
 
 unsigned int CChromameterDetector::Write(const void* lpBuf, unsigned int dwCount) {
@@ -67,6 +87,8 @@ bool CChromameterDetector::DetectByNumber(int* port) {
 }
 
 int CChromameterDetector::FindProlificComNumber() {
+    // A measurement still running on the current driver ends before its driver and port are reused.
+    stopWorkers(&m_port);
     int result = -1;
     const QList<QPair<QString, QString>> ports = PortCatalogueEntries();
     for (const auto& entry : ports) {
@@ -98,6 +120,7 @@ IMinolta* createDriver(int type) {
 } // namespace
 
 bool CChromameterDetector::TryConnect(QString portName) {
+    stopWorkers(&m_port);
     m_nInstrumentType = -1;
     if (m_port.IsOpen())
         m_port.Close();
@@ -105,10 +128,9 @@ bool CChromameterDetector::TryConnect(QString portName) {
                      QSerialPort::OneStop, QSerialPort::NoFlowControl))
         return false;
     for (int type = 0; type <= 3; ++type) {
-        if (m_pMinolta) {
-            delete m_pMinolta;
-            m_pMinolta = nullptr;
-        }
+        // A watcher told of a trial's connection may already have started a measurement on it.
+        if (m_pMinolta)
+            dropDriver(&m_pMinolta, &m_port);
         m_pMinolta = createDriver(type);
         if (m_pMinolta->Connect() == 0) {
             m_nInstrumentType = type;
@@ -121,7 +143,7 @@ bool CChromameterDetector::TryConnect(QString portName) {
     if (!m_port.Open(portName, QSerialPort::Baud115200, QSerialPort::NoParity, QSerialPort::Data8,
                      QSerialPort::OneStop, QSerialPort::NoFlowControl))
         return false;
-    delete m_pMinolta;
+    dropDriver(&m_pMinolta, &m_port);
     m_pMinolta = createDriver(4);
     if (m_pMinolta->Connect() == 0) {
         m_nInstrumentType = 4;
@@ -132,10 +154,8 @@ bool CChromameterDetector::TryConnect(QString portName) {
 }
 
 void CChromameterDetector::ReleaseMinolta() {
-    if (m_pMinolta) {
-        delete m_pMinolta;
-        m_pMinolta = nullptr;
-    }
+    if (m_pMinolta)
+        dropDriver(&m_pMinolta, &m_port);
 }
 
 void CChromameterDetector::ReleaseBuf(char** buf) {
