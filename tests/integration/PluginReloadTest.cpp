@@ -7,6 +7,7 @@
 
 #include <QByteArray>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QString>
@@ -14,6 +15,8 @@
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
+
+#include <iostream>
 
 namespace {
 
@@ -166,5 +169,49 @@ TEST(PluginReload, UnloadingWhileConnectedClosesThePort) {
     pumpEvents(100);
 
     // And a fresh load finds the instrument again.
+    loadUseAndUnload(sim, 2);
+}
+
+TEST(PluginReload, UnloadingWhileAMeasurementWaitsStopsItFirst) {
+    AnalyserModel sim;
+    ASSERT_TRUE(sim.start());
+    {
+        Plugin plugin;
+        ASSERT_TRUE(plugin.loaded()) << plugin.error().toStdString();
+        plugin.pointAt(sim.portPath());
+        IMinolta* facade = nullptr;
+        ASSERT_EQ(plugin.create(&facade), RESULT_OK);
+        RecordingWatcher watcher;
+        EXPECT_EQ(facade->RegisterWatcher(&watcher), 1ul);
+        const int threadsBefore = threadCount();
+        ASSERT_EQ(facade->Connect(), RESULT_OK);
+
+        // The instrument falls silent: the measurement's worker waits for a reply, running the
+        // plugin's code.
+        sim.setFault(SimFault::Silent);
+        ASSERT_EQ(facade->Measure(false), RESULT_OK);
+        pumpEvents(400);
+        ASSERT_EQ(watcher.count(QStringLiteral("failed")), 0);
+        EXPECT_GT(threadCount(), threadsBefore);
+        delete facade;
+
+        // Unloading stops the worker and waits until it has ended, before the code goes.
+        plugin.setCatalogue(nullptr, nullptr, -1);
+        QElapsedTimer timer;
+        timer.start();
+        EXPECT_EQ(plugin.unload(), 0) << dlerror();
+        const qint64 ms = timer.elapsed();
+        std::cout << "unload with a measurement waiting took " << ms << " ms" << std::endl;
+        EXPECT_LE(ms, 1000);
+        EXPECT_FALSE(pluginIsLoaded());
+        // Its watchers heard the measurement fail, while the registry was still there.
+        ASSERT_EQ(watcher.count(QStringLiteral("failed")), 1);
+        EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
+        EXPECT_LE(threadCount(), threadsBefore);
+        pumpEvents(100);
+    }
+
+    // A fresh load finds the instrument and measures with it.
+    sim.setFault(SimFault::None);
     loadUseAndUnload(sim, 2);
 }
