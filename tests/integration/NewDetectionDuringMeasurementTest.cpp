@@ -37,6 +37,7 @@ protected:
     // command and waits for a reply that does not come. The instrument answers again afterwards.
     void measurementWaiting() {
         ASSERT_NO_FATAL_FAILURE(this->connectThroughFacade());
+        m_threadsBefore = processThreadCount();
         this->model.setFault(SimFault::Silent);
         startStamping();
         ASSERT_EQ(this->facade->Measure(false), RESULT_OK);
@@ -65,6 +66,7 @@ protected:
         m_sinceInterrupt.start();
         interrupt();
         const qint64 ms = m_sinceInterrupt.elapsed();
+        expectWorkerGone();
         EXPECT_EQ(this->watcher.count("failed"), 1);
         EXPECT_EQ(this->watcher.count("finished"), 0);
         for (const RecordingWatcher::Event& e : this->watcher.events()) {
@@ -78,6 +80,9 @@ protected:
                   << "the call took " << ms << " ms" << std::endl;
         return ms;
     }
+
+    // The worker that waited has ended, not merely been left behind.
+    void expectWorkerGone() { EXPECT_LE(processThreadCount(), m_threadsBefore); }
 
     // Connect finds the instrument again, and a measurement reads the instrument's values.
     void expectConnectFindsAndMeasures(int type) {
@@ -108,6 +113,7 @@ protected:
         expectConnectFindsAndMeasures(type);
     }
 
+    int m_threadsBefore = 0;
     QElapsedTimer m_sinceInterrupt;
     std::atomic<qint64> m_failedAtMs{-1};
 };
@@ -153,6 +159,7 @@ TEST_F(JingceNewDetection, ReleaseMinoltaDuringAMeasurementStopsItBeforeDeleting
 
 TEST_F(JingceNewDetection, ConnectDuringAZeroCalibrationStopsItFirstThenFindsTheInstrument) {
     ASSERT_NO_FATAL_FAILURE(connectThroughFacade());
+    m_threadsBefore = processThreadCount();
     auto* jingce = dynamic_cast<CChromameterWuHanJingCe*>(CChromameterDetector::GetInstance()->m_pMinolta);
     ASSERT_NE(jingce, nullptr);
     model.setFault(SimFault::Silent);
@@ -164,6 +171,8 @@ TEST_F(JingceNewDetection, ConnectDuringAZeroCalibrationStopsItFirstThenFindsThe
     timer.start();
     EXPECT_EQ(facade->Connect(), RESULT_OK);
     const qint64 ms = timer.elapsed();
+    // Left running, it would still be waiting, on a driver detection has deleted.
+    expectWorkerGone();
     std::cout << "Connect during a zero calibration took " << ms << " ms" << std::endl;
     // Detection itself: about a second and a half of trials at 9600 baud before the Jingce answers.
     EXPECT_LE(ms, FaultBudget::allowedMs(FaultBudget::kSilentDetectionMs));

@@ -32,11 +32,6 @@ bool pluginIsLoaded() {
     return true;
 }
 
-// Threads of this process; a measurement's detached worker counts until it has really ended.
-int threadCount() {
-    return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
-}
-
 // How many descriptors this process holds open on `device`.
 int descriptorsOn(const QString& device) {
     const QDir fds(QStringLiteral("/proc/self/fd"));
@@ -105,7 +100,7 @@ void loadUseAndUnload(AnalyserModel& sim, int round) {
     RecordingWatcher watcher;
     EXPECT_EQ(facade->RegisterWatcher(&watcher), 1ul);
 
-    const int threadsBefore = threadCount();
+    const int threadsBefore = processThreadCount();
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     EXPECT_TRUE(facade->IsConnected());
     // Each load has its own, fresh registry: only this round's watcher is told.
@@ -120,7 +115,7 @@ void loadUseAndUnload(AnalyserModel& sim, int round) {
 
     // The measurement's worker runs the plugin's code until it has returned: a host unloads only
     // after it has ended.
-    ASSERT_TRUE(waitUntil([&] { return threadCount() <= threadsBefore; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return processThreadCount() <= threadsBefore; }, 5000));
     plugin.setCatalogue(nullptr, nullptr, -1);
     EXPECT_EQ(plugin.unload(), 0) << dlerror();
     // Really gone, not merely released: the next round maps it afresh.
@@ -183,7 +178,7 @@ TEST(PluginReload, UnloadingWhileAMeasurementWaitsStopsItFirst) {
         ASSERT_EQ(plugin.create(&facade), RESULT_OK);
         RecordingWatcher watcher;
         EXPECT_EQ(facade->RegisterWatcher(&watcher), 1ul);
-        const int threadsBefore = threadCount();
+        const int threadsBefore = processThreadCount();
         ASSERT_EQ(facade->Connect(), RESULT_OK);
 
         // The instrument falls silent: the measurement's worker waits for a reply, running the
@@ -192,7 +187,7 @@ TEST(PluginReload, UnloadingWhileAMeasurementWaitsStopsItFirst) {
         ASSERT_EQ(facade->Measure(false), RESULT_OK);
         pumpEvents(400);
         ASSERT_EQ(watcher.count(QStringLiteral("failed")), 0);
-        EXPECT_GT(threadCount(), threadsBefore);
+        EXPECT_GT(processThreadCount(), threadsBefore);
         delete facade;
 
         // Unloading stops the worker and waits until it has ended, before the code goes.
@@ -207,7 +202,7 @@ TEST(PluginReload, UnloadingWhileAMeasurementWaitsStopsItFirst) {
         // Its watchers heard the measurement fail, while the registry was still there.
         ASSERT_EQ(watcher.count(QStringLiteral("failed")), 1);
         EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
-        EXPECT_LE(threadCount(), threadsBefore);
+        EXPECT_LE(processThreadCount(), threadsBefore);
         pumpEvents(100);
     }
 
