@@ -122,7 +122,8 @@ TEST_F(SpectroEndToEnd, AdapterPulledDuringAMeasurementFailsItAndLaterReadsRepor
     connectThroughFacade();
     model.setFault(SimFault::UnplugDuringMeasure);
     EXPECT_EQ(measure(false, 20000), "failed");
-    EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
+    // The reads after the loss find the port gone: the lost port's code.
+    EXPECT_EQ(watcher.events().back().code, RESULT_PORT_LOST);
     EXPECT_FALSE(CChromameterDetector::GetInstance()->m_pMinolta->IsMeasureSucced());
     EXPECT_FALSE(detectorPort().IsOpen());
 
