@@ -17,6 +17,7 @@ struct CliOptions {
     QString simulate;  // family name; empty: a real instrument
     QString simValues; // "Lv,x,y[,Tcp]" for the simulator; empty: its default reading
     QString simFault;  // fault mode name for the simulator; empty: none
+    QString simLine;   // line model of the simulator; empty: the realistic one
     QString port;      // detection tries this port only
     QString catalogue; // file of "NAME<TAB>DESCRIPTION" lines replacing the system's port list
     bool trace = false;

@@ -27,7 +27,7 @@ const OptionRule kOptions[] = {
     {"--format", true, Scope::AnyCommand},   {"--count", true, Scope::Measure},
     {"--continuous", false, Scope::Measure}, {"--interval", true, Scope::Measure},
     {"--tcp", false, Scope::Measure},        {"--timeout", true, Scope::Measure},
-    {"--plot", true, Scope::Measure},
+    {"--plot", true, Scope::Measure},        {"--sim-line", true, Scope::Global},
 };
 
 const OptionRule* findOption(const QString& name) {
@@ -125,6 +125,8 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
             o.simValues = value;
         } else if (name == QLatin1String("--sim-fault")) {
             o.simFault = value;
+        } else if (name == QLatin1String("--sim-line")) {
+            o.simLine = value;
         } else if (name == QLatin1String("--port")) {
             if (value.isEmpty()) {
                 result.error = QStringLiteral("--port needs a port name");
@@ -213,10 +215,17 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
                 QStringLiteral("--simulate serves its own port; it does not go with --port or --catalogue");
             return result;
         }
-    } else if (!o.simValues.isEmpty() || !o.simFault.isEmpty()) {
+    } else if (!o.simValues.isEmpty() || !o.simFault.isEmpty() || !o.simLine.isEmpty()) {
+        result.error = QStringLiteral("%1 needs --simulate FAMILY")
+                           .arg(!o.simValues.isEmpty()  ? QStringLiteral("--sim-values")
+                                : !o.simFault.isEmpty() ? QStringLiteral("--sim-fault")
+                                                        : QStringLiteral("--sim-line"));
+        return result;
+    }
+    if (!o.simLine.isEmpty() && !LineModel::parse(o.simLine, nullptr)) {
         result.error =
-            QStringLiteral("%1 needs --simulate FAMILY")
-                .arg(o.simValues.isEmpty() ? QStringLiteral("--sim-fault") : QStringLiteral("--sim-values"));
+            QStringLiteral("--sim-line: unknown line model \"%1\" (usb[:PERIOD], bytewise or instant)")
+                .arg(o.simLine);
         return result;
     }
     if (!o.simValues.isEmpty()) {
@@ -266,6 +275,9 @@ QString CommandLine::UsageText() {
         "  --sim-values V      the simulator's reading, Lv,x,y[,Tcp] (default 120.5,0.3127,0.3290,6504)\n"
         "  --sim-fault MODE    make the simulator misbehave: silent, garbage, overlong, cut, split,\n"
         "                      unplug (pulled during a measurement), slow (slow completion)\n"
+        "  --sim-line MODEL    how the simulator's cable delivers, at the line speed: usb[:PERIOD]\n"
+        "                      (packets on a PERIOD ms latency timer; default usb:16), bytewise,\n"
+        "                      or instant (whole replies at once)\n"
         "  --port NAME         detection tries this port only\n"
         "  --catalogue FILE    use the ports listed in FILE, one per line as NAME, a tab and a\n"
         "                      description, instead of the system's list\n"

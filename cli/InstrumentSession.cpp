@@ -109,6 +109,10 @@ int InstrumentSession::prepare() {
         if (!m_options.simFault.isEmpty())
             parseSimFault(m_options.simFault, &fault);
         m_model->setFault(fault);
+        LineModel line = LineModel::realistic();
+        if (!m_options.simLine.isEmpty())
+            LineModel::parse(m_options.simLine, &line);
+        m_model->setLine(line);
         if (!m_model->start()) {
             m_console.line(QStringLiteral("chromameter: the simulator could not create its pseudo-terminal"));
             return Failed;

@@ -21,6 +21,8 @@ const int kStatusRepliesPerRequest = 2;
 // Polling rounds before the read-out gives up waiting for a successful one.
 const int kPollingAttempts = 2;
 const int kAfterPollingMs = 100;
+// Read-out parts sent without reading their answers (parts 2 to 4).
+const int kStaleReadOutReplies = 3;
 
 // Runs one of the constant command tables: DoExcute takes writable arrays, so the frames and their
 // expected replies are copied into local ones first.
@@ -49,10 +51,14 @@ void CLuminanceMeter::DrainStaleReplies() {
     if (!m_bStaleReplies)
         return;
     m_bStaleReplies = false;
-    // One read with no waiting budget takes whatever is in the receive buffer or still pending on the
-    // port, and keeps taking it until the line has been quiet for one port read.
+    // The answers to read-out parts 2 to 4 may still be on their way: on the cable each command and
+    // each reply frame takes its line time (a 200-byte frame about 0.2 s at 9600 baud). Take them
+    // until all three frames have come, or until the line stays quiet for a reply's whole budget.
+    int taken = 0;
     QByteArray stale;
-    DriverRead(0, 0, &stale);
+    while (taken < kStaleReadOutReplies * LUMINANCE_REPLY_SIZE &&
+           DriverRead(kReplyTries, kReplyWaitMs, &stale))
+        taken += stale.size();
 }
 
 unsigned long CLuminanceMeter::DoExcute(char (*commands)[100], char (*replies)[200], int count) {

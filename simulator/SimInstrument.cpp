@@ -2,10 +2,12 @@
 
 #include "PtyLink.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <deque>
 #include <fcntl.h>
 #include <map>
 #include <mutex>
@@ -21,12 +23,41 @@ using Clock = std::chrono::steady_clock;
 // device): long enough not to spin, short enough that a reopening host is served at once.
 constexpr auto kHangupBackoff = std::chrono::milliseconds(20);
 constexpr int kReadChunk = 4096;
+constexpr auto kUnplugGrace = std::chrono::milliseconds(5);
+
+// Waits on the descriptors until `until` (Clock::time_point::max(): for ever). The byte-wise line
+// hands over a byte every 87 us at 115200 baud, so the wait is finer than a millisecond where it can be.
+int pollUntil(pollfd* fds, nfds_t count, Clock::time_point until) {
+    if (until == Clock::time_point::max())
+        return ::poll(fds, count, -1);
+    const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(until - Clock::now()).count();
+#ifdef __linux__
+    timespec timeout{};
+    if (left > 0) {
+        timeout.tv_sec = time_t(left / 1000000000);
+        timeout.tv_nsec = long(left % 1000000000);
+    }
+    return ::ppoll(fds, count, &timeout, nullptr);
+#else
+    return ::poll(fds, count, left > 0 ? int((left + 999999) / 1000000) : 0);
+#endif
+}
 } // namespace
 
 struct SimInstrument::Impl {
     struct Scheduled {
         QByteArray bytes;
         bool unplug = false;
+    };
+    // A byte on its way to the library, and when its stop bit has crossed the line.
+    struct WireByte {
+        Clock::time_point crossed;
+        char byte;
+    };
+    // Bytes from the library, and when the instrument has them (their last bit has crossed the line).
+    struct Inbound {
+        Clock::time_point crossed;
+        QByteArray bytes;
     };
 
     PtyLink link;
@@ -48,7 +79,19 @@ struct SimInstrument::Impl {
     // scheduled.
     std::map<std::pair<Clock::time_point, quint64>, Scheduled> schedule;
     quint64 sequence = 0;
-    // Bytes that are due but did not fit into the device yet.
+    LineModel line;
+    // Replies on the line, not yet handed over by the adapter, and when the line is free again.
+    std::deque<WireByte> wire;
+    Clock::time_point wireFreeAt{};
+    // The next expiry of the adapter's free-running latency timer (USB model).
+    Clock::time_point usbTick{};
+    // When the adapter last handed bytes over: an unplug due meanwhile leaves the host a moment to
+    // take them, as an adapter passes on what it holds before it goes.
+    Clock::time_point lastHandOver{};
+    // What the library sent that is still crossing the line towards the instrument.
+    std::deque<Inbound> inbound;
+    Clock::time_point inboundFreeAt{};
+    // Bytes the adapter has handed over that did not fit into the device yet.
     QByteArray output;
     qint64 bytesSent = 0;
     Clock::time_point lastWrite{};
@@ -70,6 +113,65 @@ struct SimInstrument::Impl {
         schedule.emplace(std::make_pair(due, sequence++), std::move(item));
     }
 
+    // Puts a due reply on the line: at the line speed the library set, behind what is already on it.
+    // Under `mutex`.
+    void transmitLocked(const QByteArray& bytes, Clock::time_point now) {
+        if (line.kind() == LineModel::Instant) {
+            output += bytes;
+            return;
+        }
+        const std::chrono::nanoseconds byteTime(LineModel::byteTimeNs(link.baudRate()));
+        Clock::time_point at = std::max(now, wireFreeAt);
+        for (const char byte : bytes) {
+            at += byteTime;
+            wire.push_back(WireByte{at, byte});
+        }
+        wireFreeAt = at;
+    }
+
+    void handOver(size_t count) {
+        if (count > 0)
+            lastHandOver = Clock::now();
+        for (size_t i = 0; i < count; ++i) {
+            output += wire.front().byte;
+            wire.pop_front();
+        }
+    }
+
+    // Hands over what the adapter delivers by `now`; returns when it next delivers something
+    // (Clock::time_point::max() when the line is idle). Under `mutex`.
+    Clock::time_point deliverLocked(Clock::time_point now) {
+        if (wire.empty())
+            return Clock::time_point::max();
+        if (line.kind() == LineModel::ByteWise) {
+            // Each byte as it crosses; a late turn hands over what crossed meanwhile together.
+            size_t crossed = 0;
+            while (crossed < wire.size() && wire[crossed].crossed <= now)
+                ++crossed;
+            handOver(crossed);
+            return wire.empty() ? Clock::time_point::max() : wire.front().crossed;
+        }
+        // USB: a full packet goes at once; otherwise what has crossed waits for the latency timer.
+        const size_t packet = size_t(LineModel::kUsbPacketBytes);
+        while (wire.size() >= packet && wire[packet - 1].crossed <= now)
+            handOver(packet);
+        if (now >= usbTick) {
+            size_t crossed = 0;
+            while (crossed < wire.size() && wire[crossed].crossed <= now)
+                ++crossed;
+            handOver(crossed);
+            // The timer runs freely from start(), whether or not anything was sent.
+            const std::chrono::nanoseconds period(qint64(line.usbPeriodMs()) * 1000000);
+            usbTick = started + period * ((now - started) / period + 1);
+        }
+        if (wire.empty())
+            return Clock::time_point::max();
+        Clock::time_point next = usbTick;
+        if (wire.size() >= packet)
+            next = std::min(next, wire[packet - 1].crossed);
+        return next;
+    }
+
     // Writes what the device takes; the rest waits for the next turn. Under `mutex`.
     void flushLocked() {
         if (output.isEmpty())
@@ -89,6 +191,9 @@ struct SimInstrument::Impl {
         flushLocked();
         link.unplug();
         output.clear();
+        // Whatever was still on the cable is lost with it, in both directions.
+        wire.clear();
+        inbound.clear();
         schedule.clear();
         unplugsDone = unplugRequests;
         cv.notify_all();
@@ -127,6 +232,10 @@ bool SimInstrument::start() {
         d->record.clear();
         d->schedule.clear();
         d->output.clear();
+        d->wire.clear();
+        d->inbound.clear();
+        d->wireFreeAt = d->inboundFreeAt = d->started;
+        d->usbTick = d->started;
         d->bytesSent = 0;
         d->lastWrite = Clock::time_point{};
     }
@@ -153,6 +262,8 @@ void SimInstrument::stop() {
         d->wakeRead = d->wakeWrite = -1;
         d->schedule.clear();
         d->output.clear();
+        d->wire.clear();
+        d->inbound.clear();
     }
     d->link.unplug();
 }
@@ -167,17 +278,39 @@ void SimInstrument::run() {
         Clock::time_point now = Clock::now();
         if (d->unplugRequests != d->unplugsDone)
             d->unplugLocked();
-        // Move what is due into the output, in order; a due unplug ends the turn's writing.
+        // Move what is due onto the line, in order. A due unplug waits until what went before it has
+        // crossed the line, and ends the turn's writing.
+        bool unplugWaits = false;
         while (!d->schedule.empty() && d->schedule.begin()->first.first <= now) {
-            Impl::Scheduled item = std::move(d->schedule.begin()->second);
-            d->schedule.erase(d->schedule.begin());
-            if (item.unplug) {
+            if (d->schedule.begin()->second.unplug) {
+                d->deliverLocked(now);
+                if (!d->wire.empty() || now < d->lastHandOver + kUnplugGrace) {
+                    unplugWaits = true;
+                    break;
+                }
+                d->schedule.erase(d->schedule.begin());
                 d->unplugLocked();
                 break;
             }
-            d->output += item.bytes;
+            Impl::Scheduled item = std::move(d->schedule.begin()->second);
+            d->schedule.erase(d->schedule.begin());
+            d->transmitLocked(item.bytes, now);
         }
+        const Clock::time_point nextDelivery = d->deliverLocked(now);
         d->flushLocked();
+
+        // Commands that have crossed the line reach the instrument now, in order.
+        while (!d->inbound.empty() && d->inbound.front().crossed <= now) {
+            const QByteArray bytes = d->inbound.front().bytes;
+            d->inbound.pop_front();
+            lock.unlock();
+            onReceived(bytes);
+            lock.lock();
+            if (d->stopping)
+                break;
+        }
+        if (d->stopping)
+            break;
 
         const int master = d->link.masterFd();
         const bool watchMaster = master >= 0 && now >= quietUntil;
@@ -186,19 +319,18 @@ void SimInstrument::run() {
         fds[1] = {master, short(POLLIN | (d->output.isEmpty() ? 0 : POLLOUT)), 0};
         const nfds_t count = watchMaster ? 2 : 1;
 
-        Clock::time_point until = Clock::time_point::max();
-        if (!d->schedule.empty())
-            until = d->schedule.begin()->first.first;
-        if (master >= 0 && !watchMaster && quietUntil < until)
-            until = quietUntil;
-        int timeoutMs = -1;
-        if (until != Clock::time_point::max()) {
-            const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
-            timeoutMs = left < 0 ? 0 : int(left);
-        }
+        Clock::time_point until = nextDelivery;
+        if (!d->schedule.empty() && !unplugWaits)
+            until = std::min(until, d->schedule.begin()->first.first);
+        else if (unplugWaits && d->wire.empty())
+            until = std::min(until, d->lastHandOver + kUnplugGrace);
+        if (!d->inbound.empty())
+            until = std::min(until, d->inbound.front().crossed);
+        if (master >= 0 && !watchMaster)
+            until = std::min(until, quietUntil);
 
         lock.unlock();
-        const int ready = ::poll(fds, count, timeoutMs);
+        const int ready = pollUntil(fds, count, until);
         incoming.clear();
         if (ready > 0) {
             if (fds[0].revents & POLLIN) {
@@ -219,16 +351,23 @@ void SimInstrument::run() {
                 }
             }
         }
+        lock.lock();
         if (!incoming.isEmpty()) {
             const int baud = d->link.baudRate();
-            lock.lock();
+            const Clock::time_point arrived = Clock::now();
             const qint64 at =
-                std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - d->started).count();
+                std::chrono::duration_cast<std::chrono::milliseconds>(arrived - d->started).count();
+            // The record shows when the library sent the bytes; the instrument has them only once
+            // they have crossed the line.
             d->record.append(ReceivedChunk{at, baud, incoming});
-            lock.unlock();
-            onReceived(incoming);
+            Clock::time_point crossed = arrived;
+            if (d->line.kind() != LineModel::Instant) {
+                crossed = std::max(arrived, d->inboundFreeAt) +
+                          std::chrono::nanoseconds(LineModel::byteTimeNs(baud) * incoming.size());
+                d->inboundFreeAt = crossed;
+            }
+            d->inbound.push_back(Impl::Inbound{crossed, incoming});
         }
-        lock.lock();
     }
     d->running = false;
     d->cv.notify_all();
@@ -336,6 +475,7 @@ void SimInstrument::cancelReplies() {
             it = d->schedule.erase(it);
     }
     d->output.clear();
+    d->wire.clear();
 }
 
 void SimInstrument::unplugAfter(int delayMs) {
@@ -343,4 +483,15 @@ void SimInstrument::unplugAfter(int delayMs) {
     d->schedule_(Clock::now() + std::chrono::milliseconds(delayMs > 0 ? delayMs : 0),
                  Impl::Scheduled{{}, true});
     d->wake();
+}
+
+void SimInstrument::setLine(const LineModel& line) {
+    std::lock_guard<std::mutex> lock(d->mutex);
+    d->line = line;
+    d->wake();
+}
+
+LineModel SimInstrument::line() const {
+    std::lock_guard<std::mutex> lock(d->mutex);
+    return d->line;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LineModel.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -46,6 +48,10 @@ public:
     bool isPlugged() const;
     // Line speed the library has set on the port, in baud.
     int lineBaud() const;
+    // How the cable delivers: every byte in both directions takes its line time, and replies reach
+    // the library as the chosen adapter hands them over. Instant (no line time) until set. Any thread.
+    void setLine(const LineModel& line);
+    LineModel line() const;
 
     // Everything received since start() or the last clearRecord(), in order.
     QByteArray received() const;

@@ -1,5 +1,7 @@
 #include "SerialPortCross.h"
 
+#include "ChromameterCommand.h"
+
 #include <QDebug>
 #include <QEventLoop>
 #include <QFileInfo>
@@ -12,6 +14,24 @@
 #include <cstring>
 
 namespace {
+
+// Chunks closer together than this are pieces of one reply; a chunk after a longer silence starts a
+// new one and replaces whatever was left unread. A USB-serial adapter hands a reply over in pieces:
+// byte-wise chips a byte or two at a time (about 1 ms apart at 9600 baud, 8 ms at 1200), FTDI-style
+// chips in packets on a free-running latency timer, so up to 16 ms apart. An instrument, on the other
+// hand, answers only after the command has crossed the line and it has worked on it, and late input
+// from an earlier exchange lies idle until the next command's reply comes. 50 ms is three latency
+// periods, room for USB frame jitter and a briefly busy port thread, and still below the 80 ms of
+// silence after which a read ends empty and the command channel takes a reply as complete.
+const qint64 kReplyPauseMs = 50;
+// Before the first chunk, the last one arrived long before anything could follow it.
+const qint64 kLongAgoMs = -1000000;
+
+// The most the receive buffer keeps between two reads: a whole reply buffer of the command channel
+// and as much again. A device that streams without pause while nobody reads cannot grow it further;
+// what comes beyond it is dropped and logged.
+const int kReceiveBufferLimit = 2 * CHROMAMETER_REPLY_SIZE;
+
 // The text of a chunk as the diagnostics show it: its bytes up to the first NUL.
 QString chunkText(const QByteArray& chunk) {
     const int nul = chunk.indexOf('\0');
@@ -20,8 +40,9 @@ QString chunkText(const QByteArray& chunk) {
 } // namespace
 
 SerialPortCross::SerialPortCross()
-    : QObject(nullptr), m_pSerialPort(nullptr), m_bReadyRead(false), m_bDeviceLost(false),
-      m_lostErrorsLogged(0), m_openCount(0), m_readingThread(nullptr) {
+    : QObject(nullptr), m_pSerialPort(nullptr), m_bReadyRead(false), m_lastChunkMs(kLongAgoMs),
+      m_bDeviceLost(false), m_lostErrorsLogged(0), m_openCount(0), m_readingThread(nullptr) {
+    m_arrivalClock.start();
     m_pSerialPort = new QSerialPort(nullptr);
 }
 
@@ -181,17 +202,31 @@ void SerialPortCross::onReceivedata() {
             return;
         const QByteArray chunk = m_pSerialPort->readAll();
         const QString text = chunkText(chunk);
-        if (text.isEmpty()) {
-            // A chunk that starts with NUL counts as nothing received, for every instrument.
-            qDebug().noquote().nospace() << "NULL " << text;
-            return;
-        }
+        int discarded = 0;
         {
             QMutexLocker lock(&m_recvMutex);
+            const qint64 now = m_arrivalClock.elapsed();
+            const bool continuesReply = now - m_lastChunkMs <= kReplyPauseMs;
+            // A chunk that starts with NUL counts as nothing received, for every instrument. A piece
+            // that continues a reply is no such chunk: a binary frame crosses the line in pieces, and
+            // one of them may well begin with a NUL byte of the frame.
+            if (text.isEmpty() && !continuesReply) {
+                lock.unlock();
+                qDebug().noquote().nospace() << "NULL " << text;
+                return;
+            }
+            // After a pause the chunk starts a new reply: what is left unread is stale.
+            if (!continuesReply)
+                m_baRecvData.clear();
+            m_lastChunkMs = now;
+            const int room = kReceiveBufferLimit - m_baRecvData.size();
+            discarded = chunk.size() > room ? chunk.size() - room : 0;
+            m_baRecvData.append(chunk.constData(), chunk.size() - discarded);
             m_bReadyRead = true;
-            m_baRecvData = chunk;
         }
         qDebug().noquote().nospace() << "ready " << text;
+        if (discarded > 0)
+            qDebug().nospace() << "receive buffer full, " << discarded << " bytes discarded";
     }
 }
 

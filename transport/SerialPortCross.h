@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QMutex>
 #include <QObject>
 #include <QSerialPort>
@@ -23,9 +24,10 @@ public:
     void Close();
     bool IsOpen();
     bool IsPortConnect();
+    // Hands out everything received since the last read: the pieces of one reply, joined in order.
     unsigned int Read(void* lpBuf, unsigned int dwCount);
-    // As Read, but never writes more than `capacity` bytes to lpBuf: the rest of the chunk is
-    // dropped and logged. *chunkSize (if given) receives the size of the chunk taken, dropped bytes
+    // As Read, but never writes more than `capacity` bytes to lpBuf: the rest of what was received is
+    // dropped and logged. *chunkSize (if given) receives the size of what was taken, dropped bytes
     // included, so a caller whose buffer is full can still tell that bytes keep arriving. The
     // command channel reads through this into its fixed-size buffer.
     unsigned int Read(void* lpBuf, unsigned int dwCount, unsigned int capacity,
@@ -45,6 +47,10 @@ private:
     // The receive buffer and its flag are handed between the port's thread and a reading thread
     // under this short lock; m_mutex is held across an event loop and cannot serve here.
     QMutex m_recvMutex;
+    // When the last stored chunk arrived (ms on m_arrivalClock): a chunk that follows it closely is
+    // the next piece of the same reply and is appended; one after a pause replaces what is unread.
+    QElapsedTimer m_arrivalClock;
+    qint64 m_lastChunkMs;
     // Set when the device vanished and kept until the next successful Open, so a pulled adapter
     // reads as lost instead of looking connected for ever.
     bool m_bDeviceLost;

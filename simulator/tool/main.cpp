@@ -15,7 +15,8 @@
 
 namespace {
 const char kUsage[] =
-    "Usage: chromameter-sim FAMILY [--values Lv,x,y[,Tcp]] [--fault MODE] [--measure-ms MS] [--quiet]\n"
+    "Usage: chromameter-sim FAMILY [--values Lv,x,y[,Tcp]] [--fault MODE] [--measure-ms MS]\n"
+    "                       [--line MODEL] [--quiet]\n"
     "\n"
     "Serves one simulated instrument on a pseudo-terminal and prints, on the first line of standard\n"
     "output, the path a host opens. Runs until interrupted (Ctrl-C).\n"
@@ -26,6 +27,11 @@ const char kUsage[] =
     "                    unplug (the adapter is pulled when a measurement starts),\n"
     "                    slow (a measurement takes 20 times longer); none is the default\n"
     "  --measure-ms MS   how long a measurement takes (default 50)\n"
+    "  --line MODEL      how the cable delivers, every byte at the line speed the host set:\n"
+    "                    usb[:PERIOD] packets of at most 62 bytes on a latency timer of PERIOD ms\n"
+    "                    (an FTDI-style adapter; the default, usb:16), bytewise (a byte or two\n"
+    "                    at a time, as Prolific and CH340 adapters), instant (whole replies at\n"
+    "                    once, no line time)\n"
     "  --quiet           do not log the traffic on standard error\n"
     "  --help            show this text\n"
     "\n"
@@ -41,6 +47,7 @@ struct Options {
     SimReading reading;
     SimFault fault = SimFault::None;
     int measureMs = -1;
+    LineModel line = LineModel::realistic();
     bool quiet = false;
 };
 
@@ -80,6 +87,11 @@ int parse(const QStringList& args, Options* options) {
             bool ok = false;
             if (!value(&text) || (options->measureMs = text.toInt(&ok), !ok) || options->measureMs < 0)
                 return usageError(QStringLiteral("--measure-ms needs a number of milliseconds"));
+        } else if (name == QLatin1String("--line")) {
+            if (!value(&text))
+                return usageError(QStringLiteral("--line needs a model: usb[:PERIOD], bytewise or instant"));
+            if (!LineModel::parse(text, &options->line))
+                return usageError(QStringLiteral("unknown line model \"%1\"").arg(text));
         } else if (arg.startsWith(QLatin1Char('-'))) {
             return usageError(QStringLiteral("unknown option %1").arg(arg));
         } else if (options->family.isEmpty()) {
@@ -119,6 +131,7 @@ int main(int argc, char** argv) {
     model->setFault(options.fault);
     if (options.measureMs >= 0)
         model->setMeasureDelayMs(options.measureMs);
+    model->setLine(options.line);
     if (!model->start()) {
         std::fprintf(stderr, "chromameter-sim: could not create a pseudo-terminal\n");
         return 1;
@@ -129,10 +142,10 @@ int main(int argc, char** argv) {
     std::fflush(stdout);
 
     const int type = SimFamilyType(options.family);
-    logLine(QStringLiteral("chromameter-sim: %1 (%2, type %3) at %4")
+    logLine(QStringLiteral("chromameter-sim: %1 (%2, type %3) at %4, %5 line")
                 .arg(SimFamilyTitle(type), options.family)
                 .arg(type)
-                .arg(model->portPath()));
+                .arg(model->portPath(), options.line.name()));
     logLine(QStringLiteral("Point a host at it, for example: chromameter --port %1 measure")
                 .arg(model->portPath()));
     logLine(QStringLiteral("Ctrl-C stops it."));

@@ -23,7 +23,9 @@ protected:
 
 } // namespace
 
-TEST_F(AnalyserEndToEnd, ConnectDetectsTheAnalyserAsTypeOne) {
+INSTANTIATE_TEST_SUITE_P(Lines, AnalyserEndToEnd, ::testing::ValuesIn(AllLines()), LineName);
+
+TEST_P(AnalyserEndToEnd, ConnectDetectsTheAnalyserAsTypeOne) {
     const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
     EXPECT_EQ(facade->Connect(), RESULT_OK);
     const QDateTime after = QDateTime::currentDateTime().addSecs(1);
@@ -38,7 +40,7 @@ TEST_F(AnalyserEndToEnd, ConnectDetectsTheAnalyserAsTypeOne) {
     expectStampBetween(model.lastZeroCalibrationDate(), before, after);
 }
 
-TEST_F(AnalyserEndToEnd, MeasurementFinishesOnAWorkerAndReadsLuminanceAndChromaticity) {
+TEST_P(AnalyserEndToEnd, MeasurementFinishesOnAWorkerAndReadsLuminanceAndChromaticity) {
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     ASSERT_EQ(measure(false), QStringLiteral("finished"));
     EXPECT_NE(watcher.events().back().thread, std::this_thread::get_id());
@@ -54,7 +56,7 @@ TEST_F(AnalyserEndToEnd, MeasurementFinishesOnAWorkerAndReadsLuminanceAndChromat
     EXPECT_EQ(facade->ReadLastestData(), -1.0);
 }
 
-TEST_F(AnalyserEndToEnd, ColourTemperatureMeasurementReadsTcpToo) {
+TEST_P(AnalyserEndToEnd, ColourTemperatureMeasurementReadsTcpToo) {
     SimReading reading;
     reading.Lv = 80.25;
     reading.x = 0.28;
@@ -74,7 +76,7 @@ TEST_F(AnalyserEndToEnd, ColourTemperatureMeasurementReadsTcpToo) {
     EXPECT_FLOAT_EQ(data.Tcp, 9300.0f);
 }
 
-TEST_F(AnalyserEndToEnd, SpectrumIsNotOfferedAndFoldsIntoFailure) {
+TEST_P(AnalyserEndToEnd, SpectrumIsNotOfferedAndFoldsIntoFailure) {
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     QList<float> values;
     int start = 0, end = 0;
@@ -82,7 +84,7 @@ TEST_F(AnalyserEndToEnd, SpectrumIsNotOfferedAndFoldsIntoFailure) {
     EXPECT_TRUE(values.isEmpty());
 }
 
-TEST_F(AnalyserEndToEnd, DisconnectSignsOffAndTellsTheWatcher) {
+TEST_P(AnalyserEndToEnd, DisconnectSignsOffAndTellsTheWatcher) {
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     watcher.clear();
     EXPECT_EQ(facade->Disconnect(), RESULT_OK);

@@ -587,3 +587,35 @@ TEST(Cli, SimulatorToolRefusesAnUnknownFamilyOrFault) {
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_TRUE(help.out.contains("--fault")) << help.out.constData();
 }
+
+TEST(Cli, SimulatorToolServesARealisticLineByDefaultAndTakesAnotherOnRequest) {
+    SimProcess usb({QStringLiteral("luminance"), QStringLiteral("--quiet")});
+    ASSERT_FALSE(usb.path().isEmpty());
+    const ProcessRun onUsb = chromameter({QStringLiteral("--port"), usb.path(), QStringLiteral("measure")});
+    EXPECT_EQ(onUsb.exitCode, 0) << onUsb.err.constData();
+    SimProcess byteWise({QStringLiteral("luminance"), QStringLiteral("--line"), QStringLiteral("bytewise"),
+                         QStringLiteral("--quiet")});
+    ASSERT_FALSE(byteWise.path().isEmpty());
+    const ProcessRun onByteWise =
+        chromameter({QStringLiteral("--port"), byteWise.path(), QStringLiteral("measure")});
+    EXPECT_EQ(onByteWise.exitCode, 0) << onByteWise.err.constData();
+    const ProcessRun bad =
+        run(kSim, {QStringLiteral("analyser"), QStringLiteral("--line"), QStringLiteral("carrier-pigeon")},
+            20000);
+    EXPECT_EQ(bad.exitCode, 2);
+    EXPECT_TRUE(bad.err.contains("unknown line model")) << bad.err.constData();
+    const ProcessRun help = run(kSim, {QStringLiteral("--help")}, 20000);
+    EXPECT_TRUE(help.out.contains("--line")) << help.out.constData();
+}
+
+TEST(Cli, SimulateMeasuresOnEveryLineModel) {
+    for (const char* line : {"usb", "usb:1", "bytewise", "instant"}) {
+        const ProcessRun result =
+            chromameter({QStringLiteral("--simulate"), QStringLiteral("spectro"),
+                         QStringLiteral("--sim-line"), QString::fromLatin1(line), QStringLiteral("measure"),
+                         QStringLiteral("--format"), QStringLiteral("json")});
+        ASSERT_EQ(result.exitCode, 0) << line << ": " << result.err.constData();
+        const QJsonObject reading = json(lines(result.out).value(0));
+        EXPECT_DOUBLE_EQ(reading.value(QStringLiteral("Lv")).toDouble(), 120.5) << line;
+    }
+}

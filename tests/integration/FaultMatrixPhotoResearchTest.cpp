@@ -40,46 +40,60 @@ protected:
     }
 };
 
+// Cells where nothing comes back: how the cable delivers changes nothing there, so they run on the
+// instant line only.
+class PhotoResearchSilentLineFaultMatrix : public PhotoResearchFaultMatrix {};
+
+// Slow cells whose faulty replies come in pieces on a real cable: the instant line and the USB one.
+class PhotoResearchSlowFaultMatrix : public PhotoResearchFaultMatrix {};
+
 } // namespace
+
+INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchFaultMatrix, ::testing::ValuesIn(AllLines()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchSilentLineFaultMatrix,
+                         ::testing::Values(LineModel(LineModel::Instant)), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchSlowFaultMatrix,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
 
 // --- Faults present from the start: what detection makes of them ---------------------------------
 
-TEST_F(PhotoResearchFaultMatrix, SilenceAtConnectFailsDetectionWithinEveryDriversBudget) {
+TEST_P(PhotoResearchSilentLineFaultMatrix, SilenceAtConnectFailsDetectionWithinEveryDriversBudget) {
     expectSilentDetection(connectDespite(SimFault::Silent));
     EXPECT_EQ(model().countReceived("PHOTO"), 1);
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(PhotoResearchFaultMatrix, GarbageAtConnectIsNotTakenForTheInstrument) {
+TEST_P(PhotoResearchFaultMatrix, GarbageAtConnectIsNotTakenForTheInstrument) {
     garbageAtConnect();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(PhotoResearchFaultMatrix, OverlongReplyAtConnectStaysInItsBufferAndEndsInAResultCode) {
-    // Only the first 12 bytes of the greeting count: a padded greeting that kept its head connects;
-    // the receive buffer normally keeps only its last piece, which does not.
+TEST_P(PhotoResearchSlowFaultMatrix, OverlongReplyAtConnectStaysInItsBufferAndEndsInAResultCode) {
+    // Only the first 12 bytes of the greeting count, and the pieces are joined with the head kept: a
+    // padded greeting connects.
     overlongReplyAtConnect();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(PhotoResearchFaultMatrix, CutReplyAtConnectIsNotTakenForTheInstrument) {
+TEST_P(PhotoResearchFaultMatrix, CutReplyAtConnectIsNotTakenForTheInstrument) {
     cutReplyAtConnect("接收 REMOTE");
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(PhotoResearchFaultMatrix, ReplySplitIntoSingleBytesAtConnectEndsInAResultCode) {
-    // Bytes replaced in the receive buffer spoil the greeting (its leading blank first of all).
+TEST_P(PhotoResearchFaultMatrix, ReplySplitIntoSingleBytesAtConnectEndsInAResultCode) {
+    // The bytes follow each other closely and are joined into the whole greeting: the instrument is
+    // found, unless a loaded machine stretches a gap past the pause between replies.
     replySplitAtConnect(kSilentDetectionMs + answeredReadMs(kGreetingBytes));
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(PhotoResearchFaultMatrix, WrongLineSpeedAtConnectFailsDetectionLikeSilence) {
+TEST_P(PhotoResearchSilentLineFaultMatrix, WrongLineSpeedAtConnectFailsDetectionLikeSilence) {
     wrongLineSpeedAtConnect();
     // The same instrument set to its own speed again: it listens for "PHOTO" after any noise.
     expectHealthyAgain(Recovery::SameInstrument);
 }
 
-TEST_F(PhotoResearchFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBudgets) {
+TEST_P(PhotoResearchFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBudgets) {
     // The three drivers before it run out on the silent line; then one port read finds the device
     // gone, and the port cannot be opened again at 115200 baud.
     expectDetectionFailed(connectPulledOn<PhotoResearchModel>("PHOTO"),
@@ -91,7 +105,7 @@ TEST_F(PhotoResearchFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOut
 
 // --- Faults after a healthy Connect: measurement and read -----------------------------------------
 
-TEST_F(PhotoResearchFaultMatrix, SlowSilenceWhileMeasuringFailsAfterTenPolls) {
+TEST_P(PhotoResearchSilentLineFaultMatrix, SlowSilenceWhileMeasuringFailsAfterTenPolls) {
     faultAfterConnect(SimFault::Silent);
     const Outcome outcome = measureWithin(kPhotoDefaultLimit * kPollMs);
     expectFailed(outcome);
@@ -108,15 +122,15 @@ TEST_F(PhotoResearchFaultMatrix, SlowSilenceWhileMeasuringFailsAfterTenPolls) {
     expectHealthyAgain(Recovery::SameInstrument);
 }
 
-TEST_F(PhotoResearchFaultMatrix, GarbageWhileMeasuringFailsAndTheReadFails) {
+TEST_P(PhotoResearchFaultMatrix, GarbageWhileMeasuringFailsAndTheReadFails) {
     measurementAndReadFail(SimFault::Garbage);
     EXPECT_TRUE(loggedGarbage()) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(PhotoResearchFaultMatrix, OverlongReplyWhileMeasuringEndsInAWatcherCall) {
+TEST_P(PhotoResearchSlowFaultMatrix, OverlongReplyWhileMeasuringEndsInAWatcherCall) {
     faultAfterConnect(SimFault::Overlong);
-    const Outcome outcome = measureWithin(2 * kPollMs);
+    const Outcome outcome = measureWithin(2 * kPollMs + 2 * lineMs(kOverlongBytes));
     EXPECT_TRUE(loggedPadding()) << log().toStdString();
     if (finishedOrFailed(outcome)) {
         // The report kept its head: the padding stuck to y makes it no number, which converts to 0.
@@ -129,23 +143,24 @@ TEST_F(PhotoResearchFaultMatrix, OverlongReplyWhileMeasuringEndsInAWatcherCall) 
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(PhotoResearchFaultMatrix, CutReplyWhileMeasuringFailsAndTheReadFails) {
+TEST_P(PhotoResearchFaultMatrix, CutReplyWhileMeasuringFailsAndTheReadFails) {
     // Half a report stops inside the luminance field: no comma after it.
     measurementAndReadFail(SimFault::Cut);
-    EXPECT_TRUE(loggedLine("接收00000,111,1.2050e+")) << log().toStdString();
+    EXPECT_TRUE(loggedReply("接收00000,111,1.2050e+")) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(PhotoResearchFaultMatrix, ReplySplitIntoSingleBytesWhileMeasuringEndsInAWatcherCall) {
+TEST_P(PhotoResearchFaultMatrix, ReplySplitIntoSingleBytesWhileMeasuringEndsInAWatcherCall) {
     faultAfterConnect(SimFault::SplitBytes);
     const Outcome outcome = measureWithin(2 * kPollMs + answeredReadMs(kReportBytes));
     EXPECT_GE(loggedSingleBytes(), 4) << log().toStdString();
-    // Bytes replaced in the receive buffer spoil the status "00000".
+    // Joined, the bytes make the whole status "00000" and report; a gap stretched past the pause
+    // between replies would spoil them.
     finishedOrFailed(outcome);
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(PhotoResearchFaultMatrix, PulledDuringMeasurementFailsWithinItsPolls) {
+TEST_P(PhotoResearchFaultMatrix, PulledDuringMeasurementFailsWithinItsPolls) {
     faultAfterConnect(SimFault::UnplugDuringMeasure);
     // Every poll after the loss fails at once; the watchers always hear the plain failure.
     expectFailed(measureWithin(kPollMs + kPhotoDefaultLimit * kPortReadMs));
@@ -153,7 +168,7 @@ TEST_F(PhotoResearchFaultMatrix, PulledDuringMeasurementFailsWithinItsPolls) {
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(PhotoResearchFaultMatrix, PulledDuringReadFailsAtOnce) {
+TEST_P(PhotoResearchFaultMatrix, PulledDuringReadFailsAtOnce) {
     auto* pulled = new PullOnCommand<PhotoResearchModel>("D1", 0, false);
     start(std::unique_ptr<InstrumentModel>(pulled));
     connectHealthy();

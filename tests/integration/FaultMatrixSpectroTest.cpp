@@ -41,28 +41,42 @@ protected:
 
     // With two reads allowed, `fault` makes the measurement fail: the first read's reply is no
     // completion, and the second read finds at most silence.
-    Outcome measurementFailsWithTwoReads(SimFault fault) {
+    // `replyBytes` is the length of the fault's reply, for its line time.
+    Outcome measurementFailsWithTwoReads(SimFault fault, int replyBytes = 0) {
         faultAfterConnect(fault, kTwoReads);
-        const Outcome outcome = measure(allowedMs(kTwoReads * kLongReadMs));
+        const Outcome outcome = measure(allowedMs(kTwoReads * kLongReadMs + lineMs(replyBytes)));
         expectFailed(outcome);
-        EXPECT_LE(outcome.ms, allowedMs(answeredReadMs() + kLongReadMs));
+        EXPECT_LE(outcome.ms, allowedMs(answeredReadMs() + kLongReadMs + lineMs(replyBytes)));
         return outcome;
     }
 
-    // The host's data read, answered at once.
-    unsigned long readAnsweredAtOnce(SChromameterMeasureData* data) {
+    // The host's data read, answered at once (with a reply of `replyBytes`, for its line time).
+    unsigned long readAnsweredAtOnce(SChromameterMeasureData* data, int replyBytes = 0) {
         qint64 ms = 0;
         const unsigned long read = readLvXy(data, &ms);
-        EXPECT_LE(ms, allowedMs(answeredReadMs()));
+        EXPECT_LE(ms, allowedMs(answeredReadMs() + lineMs(replyBytes)));
         return read;
     }
 };
 
+// Cells where nothing comes back: how the cable delivers changes nothing there, so they run on the
+// instant line only.
+class SpectroSilentLineFaultMatrix : public SpectroFaultMatrix {};
+
+// Slow cells whose faulty replies come in pieces on a real cable: the instant line and the USB one.
+class SpectroSlowFaultMatrix : public SpectroFaultMatrix {};
+
 } // namespace
+
+INSTANTIATE_TEST_SUITE_P(Lines, SpectroFaultMatrix, ::testing::ValuesIn(AllLines()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, SpectroSilentLineFaultMatrix,
+                         ::testing::Values(LineModel(LineModel::Instant)), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, SpectroSlowFaultMatrix,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
 
 // --- Faults present from the start: what detection makes of them ---------------------------------
 
-TEST_F(SpectroFaultMatrix, SilenceAtConnectFailsDetectionWithinEveryDriversBudget) {
+TEST_P(SpectroSilentLineFaultMatrix, SilenceAtConnectFailsDetectionWithinEveryDriversBudget) {
     expectSilentDetection(connectDespite(SimFault::Silent));
     // An unanswered probe does not stop the driver from asking for remote mode; both go once.
     EXPECT_EQ(model().countReceived("STR,4\r"), 1);
@@ -70,41 +84,40 @@ TEST_F(SpectroFaultMatrix, SilenceAtConnectFailsDetectionWithinEveryDriversBudge
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(SpectroFaultMatrix, GarbageAtConnectIsNotTakenForTheInstrument) {
+TEST_P(SpectroFaultMatrix, GarbageAtConnectIsNotTakenForTheInstrument) {
     garbageAtConnect();
     // A probe answered without "ER00" is another instrument's answer: remote mode is not asked for.
     EXPECT_EQ(model().countReceived("RMTS,1\r\n"), 0);
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(SpectroFaultMatrix, OverlongReplyAtConnectStaysInItsBufferAndEndsInAResultCode) {
-    // The reply comes in pieces and the receive buffer keeps the last piece only, so the status at the
-    // reply's head is normally lost and the instrument not recognised. Should the head piece be read
-    // on its own, the reply is cut to its buffer (and that is logged) and its status counts.
+TEST_P(SpectroSlowFaultMatrix, OverlongReplyAtConnectStaysInItsBufferAndEndsInAResultCode) {
+    // The reply comes in pieces; they are joined and the reply cut to its buffer (and that is logged),
+    // so the status at its head counts.
     overlongReplyAtConnect();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(SpectroFaultMatrix, CutReplyAtConnectIsNotTakenForTheInstrument) {
+TEST_P(SpectroFaultMatrix, CutReplyAtConnectIsNotTakenForTheInstrument) {
     // Half of "ER00" and its line end is no refusal.
     cutReplyAtConnect("接收ER0");
     EXPECT_EQ(model().countReceived("RMTS,1\r\n"), 0);
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(SpectroFaultMatrix, ReplySplitIntoSingleBytesAtConnectEndsInAResultCode) {
-    // Bytes 15 ms apart arrive faster than the 20 ms read slices take them, and the receive buffer
-    // keeps the last piece only: the probe's answer loses bytes and is no refusal.
+TEST_P(SpectroFaultMatrix, ReplySplitIntoSingleBytesAtConnectEndsInAResultCode) {
+    // Bytes 15 ms apart follow each other closely and are joined into the probe's whole answer,
+    // unless a loaded machine stretches a gap past the pause between replies.
     replySplitAtConnect(kSilentDetectionMs + answeredReadMs(12));
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(SpectroFaultMatrix, WrongLineSpeedAtConnectFailsDetectionLikeSilence) {
+TEST_P(SpectroSilentLineFaultMatrix, WrongLineSpeedAtConnectFailsDetectionLikeSilence) {
     wrongLineSpeedAtConnect();
     expectHealthyAgain(Recovery::SameInstrument);
 }
 
-TEST_F(SpectroFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBudgets) {
+TEST_P(SpectroFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBudgets) {
     // The probe's answer, then one port read finds the device gone; every later trial fails at once
     // and the port cannot be opened again at 115200 baud.
     expectDetectionFailed(connectPulledOn<SpectroModel>("RMTS,1\r\n"),
@@ -116,7 +129,7 @@ TEST_F(SpectroFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBud
 
 // --- Faults after a healthy Connect: measurement and data read ------------------------------------
 
-TEST_F(SpectroFaultMatrix, SlowSilenceWhileMeasuringFailsAfterTheAllowedReads) {
+TEST_P(SpectroSilentLineFaultMatrix, SlowSilenceWhileMeasuringFailsAfterTheAllowedReads) {
     faultAfterConnect(SimFault::Silent, kTwoReads);
     const Outcome outcome = measureWithin(kTwoReads * kLongReadMs);
     expectFailed(outcome);
@@ -126,7 +139,7 @@ TEST_F(SpectroFaultMatrix, SlowSilenceWhileMeasuringFailsAfterTheAllowedReads) {
     expectHealthyAgain(Recovery::SameInstrument);
 }
 
-TEST_F(SpectroFaultMatrix, SilenceDuringDataReadWaitsWithoutResendingUntilThePortGoes) {
+TEST_P(SpectroSilentLineFaultMatrix, SilenceDuringDataReadWaitsWithoutResendingUntilThePortGoes) {
     // Ten reads of ten 1 s tries make a silent data read last about 108 s; the adapter is pulled after
     // 2.5 s of silence instead, which ends the wait at the next port read.
     start();
@@ -149,7 +162,7 @@ TEST_F(SpectroFaultMatrix, SilenceDuringDataReadWaitsWithoutResendingUntilThePor
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(SpectroFaultMatrix, SlowGarbageWhileMeasuringIsSkippedAndTheDataReadFails) {
+TEST_P(SpectroSlowFaultMatrix, SlowGarbageWhileMeasuringIsSkippedAndTheDataReadFails) {
     // The garbled completion is skipped; the second read finds nothing.
     EXPECT_GE(measurementFailsWithTwoReads(SimFault::Garbage).ms, kLongReadSleptMs);
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
@@ -159,11 +172,11 @@ TEST_F(SpectroFaultMatrix, SlowGarbageWhileMeasuringIsSkippedAndTheDataReadFails
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(SpectroFaultMatrix, SlowOverlongReplyWhileMeasuringIsNoCompletionAndTheDataReadStaysBounded) {
+TEST_P(SpectroSlowFaultMatrix, SlowOverlongReplyWhileMeasuringIsNoCompletionAndTheDataReadStaysBounded) {
     // Whichever pieces were kept, several kilobytes are no "OK00" line of 6 or 10 bytes.
-    measurementFailsWithTwoReads(SimFault::Overlong);
+    measurementFailsWithTwoReads(SimFault::Overlong, kOverlongBytes);
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
-    const unsigned long read = readAnsweredAtOnce(&data);
+    const unsigned long read = readAnsweredAtOnce(&data, kOverlongBytes);
     // With its head the reply still parses (the values come before the padding); without it, it
     // has no status.
     if (read == RESULT_OK) {
@@ -177,7 +190,7 @@ TEST_F(SpectroFaultMatrix, SlowOverlongReplyWhileMeasuringIsNoCompletionAndTheDa
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(SpectroFaultMatrix, SlowCutReplyWhileMeasuringIsNoCompletionAndTheDataReadFails) {
+TEST_P(SpectroSlowFaultMatrix, SlowCutReplyWhileMeasuringIsNoCompletionAndTheDataReadFails) {
     EXPECT_GE(measurementFailsWithTwoReads(SimFault::Cut).ms, kLongReadSleptMs);
     // Half of the "MEDR" line holds one value where three are taken: a failure, not a short read.
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
@@ -187,12 +200,12 @@ TEST_F(SpectroFaultMatrix, SlowCutReplyWhileMeasuringIsNoCompletionAndTheDataRea
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(SpectroFaultMatrix, SlowReplySplitIntoSingleBytesWhileMeasuringEndsInAWatcherCall) {
+TEST_P(SpectroFaultMatrix, SlowReplySplitIntoSingleBytesWhileMeasuringEndsInAWatcherCall) {
     faultAfterConnect(SimFault::SplitBytes, kTwoReads);
     const Outcome outcome = measure(allowedMs(kTwoReads * kLongReadMs));
     EXPECT_LE(outcome.ms, allowedMs(answeredReadMs(6) + kLongReadMs));
-    // Bytes replaced in the receive buffer leave no 6-byte completion; a completion that arrived
-    // whole counts on the first read.
+    // Joined, the bytes make the 6-byte completion and the data line; a gap stretched past the pause
+    // between replies would spoil them.
     finishedOrFailed(outcome);
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
     qint64 ms = 0;
@@ -203,7 +216,7 @@ TEST_F(SpectroFaultMatrix, SlowReplySplitIntoSingleBytesWhileMeasuringEndsInAWat
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(SpectroFaultMatrix, PulledDuringMeasurementIsReportedAsALostPortAtOnce) {
+TEST_P(SpectroFaultMatrix, PulledDuringMeasurementIsReportedAsALostPortAtOnce) {
     faultAfterConnect(SimFault::UnplugDuringMeasure, kSpectroDefaultLimit);
     const Outcome outcome = measure(allowedMs(kSpectroDefaultLimit * silentReadMs(1, kSpectroLongWaitMs)));
     // The first read that finds the port gone ends the measurement, reported as a lost port, as the
@@ -218,7 +231,7 @@ TEST_F(SpectroFaultMatrix, PulledDuringMeasurementIsReportedAsALostPortAtOnce) {
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 
-TEST_F(SpectroFaultMatrix, PulledDuringDataReadFailsAtOnce) {
+TEST_P(SpectroFaultMatrix, PulledDuringDataReadFailsAtOnce) {
     auto* pulled = new PullOnCommand<SpectroModel>("MEDR,", 0, false);
     start(std::unique_ptr<InstrumentModel>(pulled));
     connectHealthy();
@@ -241,7 +254,7 @@ TEST_F(SpectroFaultMatrix, PulledDuringDataReadFailsAtOnce) {
 // A Connect made as soon as a measurement has failed on a pulled adapter must keep the port it opens:
 // every read of the measurement thread that finds the port gone hands a close to the port's thread,
 // and those still queued run inside the next Connect's first read; they must not close the new port.
-TEST_F(SpectroFaultMatrix, ConnectRightAfterALostPortMeasurementKeepsTheNewPortOpen) {
+TEST_P(SpectroFaultMatrix, ConnectRightAfterALostPortMeasurementKeepsTheNewPortOpen) {
     faultAfterConnect(SimFault::UnplugDuringMeasure, kSpectroDefaultLimit);
     // Let the port's thread see the device go, then wait for the outcome without running events, so
     // the closes the measurement thread queues stay queued.

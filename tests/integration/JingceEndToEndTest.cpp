@@ -38,7 +38,9 @@ protected:
 
 } // namespace
 
-TEST_F(JingceEndToEnd, ConnectTriesEveryDriverAt9600ThenFindsTheJingceAt115200) {
+INSTANTIATE_TEST_SUITE_P(Lines, JingceEndToEnd, ::testing::ValuesIn(AllLines()), LineName);
+
+TEST_P(JingceEndToEnd, ConnectTriesEveryDriverAt9600ThenFindsTheJingceAt115200) {
     EXPECT_EQ(facade->Connect(), RESULT_OK);
     EXPECT_TRUE(facade->IsConnected());
     EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, 4);
@@ -69,7 +71,7 @@ TEST_F(JingceEndToEnd, ConnectTriesEveryDriverAt9600ThenFindsTheJingceAt115200) 
     EXPECT_FALSE(model.lastZeroCalibrationDate().isEmpty());
 }
 
-TEST_F(JingceEndToEnd, MeasuresInBothDisplayModesOnAWorker) {
+TEST_P(JingceEndToEnd, MeasuresInBothDisplayModesOnAWorker) {
     SimReading reading;
     reading.Lv = 64.5;
     reading.x = 0.3;
@@ -100,7 +102,7 @@ TEST_F(JingceEndToEnd, MeasuresInBothDisplayModesOnAWorker) {
     EXPECT_EQ(facade->ReadLastestData(), -1.0);
 }
 
-TEST_F(JingceEndToEnd, ZeroCalibratesInTheBackground) {
+TEST_P(JingceEndToEnd, ZeroCalibratesInTheBackground) {
     connect();
     model.setZeroCalibrationDelayMs(200);
     // The facade offers no zero calibration of its own; the detected driver does.
@@ -116,7 +118,7 @@ TEST_F(JingceEndToEnd, ZeroCalibratesInTheBackground) {
     EXPECT_EQ(model.plainZeroCalibrationCount(), 1);
 }
 
-TEST_F(JingceEndToEnd, InstrumentAskingForZeroCalibrationGetsItInTheBackground) {
+TEST_P(JingceEndToEnd, InstrumentAskingForZeroCalibrationGetsItInTheBackground) {
     connect();
     model.queueMeasureReply("OK02");
     ++zeroCalibrationsAsked;
@@ -129,7 +131,7 @@ TEST_F(JingceEndToEnd, InstrumentAskingForZeroCalibrationGetsItInTheBackground) 
     EXPECT_EQ(data.Lv, 0.0f);
 }
 
-TEST_F(JingceEndToEnd, DisconnectSignsOffAndTellsTheWatcher) {
+TEST_P(JingceEndToEnd, DisconnectSignsOffAndTellsTheWatcher) {
     connect();
     EXPECT_EQ(facade->Disconnect(), RESULT_OK);
     EXPECT_FALSE(facade->IsConnected());

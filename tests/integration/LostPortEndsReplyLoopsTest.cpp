@@ -82,43 +82,52 @@ protected:
 
 } // namespace
 
-TEST_F(SpectroLostPort, MeasurementWithTheDefaultLimitEndsWithTheLostPortCode) {
+INSTANTIATE_TEST_SUITE_P(Lines, SpectroLostPort,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, AnalyserLostPort,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchLostPort,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, JingceLostPort,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+
+TEST_P(SpectroLostPort, MeasurementWithTheDefaultLimitEndsWithTheLostPortCode) {
     pulledDuringMeasurementWith(kSpectroDefaultLimit, RESULT_PORT_LOST);
 }
-TEST_F(SpectroLostPort, MeasurementWithASmallLimitEndsWithTheLostPortCode) {
+TEST_P(SpectroLostPort, MeasurementWithASmallLimitEndsWithTheLostPortCode) {
     pulledDuringMeasurementWith(2, RESULT_PORT_LOST);
 }
-TEST_F(SpectroLostPort, MeasurementWithANegativeLimitEndsWithoutSpinning) {
+TEST_P(SpectroLostPort, MeasurementWithANegativeLimitEndsWithoutSpinning) {
     pulledDuringMeasurementWith(-1, RESULT_PORT_LOST);
 }
 
-TEST_F(AnalyserLostPort, MeasurementWithTheDefaultLimitEndsWithTheLostPortCode) {
+TEST_P(AnalyserLostPort, MeasurementWithTheDefaultLimitEndsWithTheLostPortCode) {
     pulledDuringMeasurementWith(10, RESULT_PORT_LOST);
 }
-TEST_F(AnalyserLostPort, MeasurementWithASmallLimitEndsWithTheLostPortCode) {
+TEST_P(AnalyserLostPort, MeasurementWithASmallLimitEndsWithTheLostPortCode) {
     pulledDuringMeasurementWith(2, RESULT_PORT_LOST);
 }
-TEST_F(AnalyserLostPort, MeasurementWithANegativeLimitEndsWithoutSpinning) {
+TEST_P(AnalyserLostPort, MeasurementWithANegativeLimitEndsWithoutSpinning) {
     pulledDuringMeasurementWith(-1, RESULT_PORT_LOST);
 }
 
 // This driver has no code of its own for a lost port: the watchers hear the plain failure.
-TEST_F(PhotoResearchLostPort, MeasurementWithTheDefaultLimitEndsWithTheFailure) {
+TEST_P(PhotoResearchLostPort, MeasurementWithTheDefaultLimitEndsWithTheFailure) {
     pulledDuringMeasurementWith(kPhotoDefaultLimit, RESULT_FAIL);
 }
-TEST_F(PhotoResearchLostPort, MeasurementWithASmallLimitEndsWithTheFailure) {
+TEST_P(PhotoResearchLostPort, MeasurementWithASmallLimitEndsWithTheFailure) {
     pulledDuringMeasurementWith(2, RESULT_FAIL);
 }
-TEST_F(PhotoResearchLostPort, MeasurementWithANegativeLimitEndsWithoutSpinning) {
+TEST_P(PhotoResearchLostPort, MeasurementWithANegativeLimitEndsWithoutSpinning) {
     pulledDuringMeasurementWith(-1, RESULT_FAIL);
 }
 
-TEST_F(JingceLostPort, MeasurementWithTheDefaultLimitEndsWithTheLostPortCode) {
+TEST_P(JingceLostPort, MeasurementWithTheDefaultLimitEndsWithTheLostPortCode) {
     pulledDuringMeasurementWith(10, RESULT_PORT_LOST);
 }
-TEST_F(JingceLostPort, MeasurementWithASmallLimitEndsWithTheLostPortCode) {
+TEST_P(JingceLostPort, MeasurementWithASmallLimitEndsWithTheLostPortCode) {
     pulledDuringMeasurementWith(2, RESULT_PORT_LOST);
 }
-TEST_F(JingceLostPort, MeasurementWithANegativeLimitEndsWithoutSpinning) {
+TEST_P(JingceLostPort, MeasurementWithANegativeLimitEndsWithoutSpinning) {
     pulledDuringMeasurementWith(-1, RESULT_PORT_LOST);
 }

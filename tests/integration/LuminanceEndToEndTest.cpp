@@ -30,7 +30,9 @@ protected:
 
 } // namespace
 
-TEST_F(LuminanceEndToEnd, DetectedAsTypeTwoAfterTheTextDriversFail) {
+INSTANTIATE_TEST_SUITE_P(Lines, LuminanceEndToEnd, ::testing::ValuesIn(AllLines()), LineName);
+
+TEST_P(LuminanceEndToEnd, DetectedAsTypeTwoAfterTheTextDriversFail) {
     ASSERT_EQ(facade->Connect(), RESULT_OK);
 
     CChromameterDetector* detector = CChromameterDetector::GetInstance();
@@ -53,7 +55,7 @@ TEST_F(LuminanceEndToEnd, DetectedAsTypeTwoAfterTheTextDriversFail) {
     EXPECT_FALSE(facade->IsConnected());
 }
 
-TEST_F(LuminanceEndToEnd, MeasureTellsWatchersOnCallersThreadAndReadOutGivesTheConfiguredLuminance) {
+TEST_P(LuminanceEndToEnd, MeasureTellsWatchersOnCallersThreadAndReadOutGivesTheConfiguredLuminance) {
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     watcher.clear();
 
@@ -74,7 +76,7 @@ TEST_F(LuminanceEndToEnd, MeasureTellsWatchersOnCallersThreadAndReadOutGivesTheC
     EXPECT_EQ(facade->ReadLastestData(), 12.5);
 }
 
-TEST_F(LuminanceEndToEnd, ReadOutWaitsForARunningMeasurementToFinish) {
+TEST_P(LuminanceEndToEnd, ReadOutWaitsForARunningMeasurementToFinish) {
     model.setMeasureDelayMs(600);
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     ASSERT_EQ(facade->Measure(false), RESULT_OK);
@@ -86,7 +88,7 @@ TEST_F(LuminanceEndToEnd, ReadOutWaitsForARunningMeasurementToFinish) {
     EXPECT_GE(model.countReceived(frame(LuminanceTables().pollingCommand)), 2);
 }
 
-TEST_F(LuminanceEndToEnd, ColourReadsAreRefusedThroughTheFacade) {
+TEST_P(LuminanceEndToEnd, ColourReadsAreRefusedThroughTheFacade) {
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     model.clearRecord();
 
@@ -104,7 +106,7 @@ TEST_F(LuminanceEndToEnd, ColourReadsAreRefusedThroughTheFacade) {
     EXPECT_TRUE(model.received().isEmpty());
 }
 
-TEST_F(LuminanceEndToEnd, DisconnectLeavesRemoteModeTellsWatchersAndClosesThePort) {
+TEST_P(LuminanceEndToEnd, DisconnectLeavesRemoteModeTellsWatchersAndClosesThePort) {
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     ASSERT_TRUE(model.inRemoteMode());
 

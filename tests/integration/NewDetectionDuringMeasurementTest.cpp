@@ -125,39 +125,44 @@ using JingceNewDetection = NewDetectionDuringMeasurement<JingceModel>;
 
 } // namespace
 
-TEST_F(SpectroNewDetection, ConnectDuringAMeasurementStopsItFirstThenFindsTheInstrument) {
+INSTANTIATE_TEST_SUITE_P(Lines, SpectroNewDetection, ::testing::ValuesIn(AllLines()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, AnalyserNewDetection, ::testing::ValuesIn(AllLines()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchNewDetection, ::testing::ValuesIn(AllLines()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, JingceNewDetection, ::testing::ValuesIn(AllLines()), LineName);
+
+TEST_P(SpectroNewDetection, ConnectDuringAMeasurementStopsItFirstThenFindsTheInstrument) {
     connectDuringMeasurement(0);
 }
 
-TEST_F(AnalyserNewDetection, ConnectDuringAMeasurementStopsItFirstThenFindsTheInstrument) {
+TEST_P(AnalyserNewDetection, ConnectDuringAMeasurementStopsItFirstThenFindsTheInstrument) {
     connectDuringMeasurement(1);
 }
 
-TEST_F(PhotoResearchNewDetection, ConnectDuringAMeasurementStopsItFirstThenFindsTheInstrument) {
+TEST_P(PhotoResearchNewDetection, ConnectDuringAMeasurementStopsItFirstThenFindsTheInstrument) {
     connectDuringMeasurement(3);
 }
 
-TEST_F(JingceNewDetection, ConnectDuringAMeasurementStopsItFirstThenFindsTheInstrument) {
+TEST_P(JingceNewDetection, ConnectDuringAMeasurementStopsItFirstThenFindsTheInstrument) {
     connectDuringMeasurement(4);
 }
 
-TEST_F(SpectroNewDetection, ReleaseMinoltaDuringAMeasurementStopsItBeforeDeletingTheDriver) {
+TEST_P(SpectroNewDetection, ReleaseMinoltaDuringAMeasurementStopsItBeforeDeletingTheDriver) {
     releaseDuringMeasurement(0);
 }
 
-TEST_F(AnalyserNewDetection, ReleaseMinoltaDuringAMeasurementStopsItBeforeDeletingTheDriver) {
+TEST_P(AnalyserNewDetection, ReleaseMinoltaDuringAMeasurementStopsItBeforeDeletingTheDriver) {
     releaseDuringMeasurement(1);
 }
 
-TEST_F(PhotoResearchNewDetection, ReleaseMinoltaDuringAMeasurementStopsItBeforeDeletingTheDriver) {
+TEST_P(PhotoResearchNewDetection, ReleaseMinoltaDuringAMeasurementStopsItBeforeDeletingTheDriver) {
     releaseDuringMeasurement(3);
 }
 
-TEST_F(JingceNewDetection, ReleaseMinoltaDuringAMeasurementStopsItBeforeDeletingTheDriver) {
+TEST_P(JingceNewDetection, ReleaseMinoltaDuringAMeasurementStopsItBeforeDeletingTheDriver) {
     releaseDuringMeasurement(4);
 }
 
-TEST_F(JingceNewDetection, ConnectDuringAZeroCalibrationStopsItFirstThenFindsTheInstrument) {
+TEST_P(JingceNewDetection, ConnectDuringAZeroCalibrationStopsItFirstThenFindsTheInstrument) {
     ASSERT_NO_FATAL_FAILURE(connectThroughFacade());
     m_threadsBefore = processThreadCount();
     auto* jingce = dynamic_cast<CChromameterWuHanJingCe*>(CChromameterDetector::GetInstance()->m_pMinolta);

@@ -16,7 +16,9 @@ using PhotoResearchEndToEnd = HostFixture<PhotoResearchModel>;
 
 } // namespace
 
-TEST_F(PhotoResearchEndToEnd, DetectedAsTypeThreeMeasuredOnAWorkerAndRead) {
+INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchEndToEnd, ::testing::ValuesIn(AllLines()), LineName);
+
+TEST_P(PhotoResearchEndToEnd, DetectedAsTypeThreeMeasuredOnAWorkerAndRead) {
     connectThroughFacade();
     EXPECT_TRUE(facade->IsConnected());
     CChromameterDetector* det = CChromameterDetector::GetInstance();
@@ -44,7 +46,7 @@ TEST_F(PhotoResearchEndToEnd, DetectedAsTypeThreeMeasuredOnAWorkerAndRead) {
     EXPECT_EQ(data.Tcp, -7.0f);
 }
 
-TEST_F(PhotoResearchEndToEnd, ConfiguredReadingReachesTheHostAndIsThenReadFromMemory) {
+TEST_P(PhotoResearchEndToEnd, ConfiguredReadingReachesTheHostAndIsThenReadFromMemory) {
     SimReading reading;
     reading.Lv = 42.25;
     reading.x = 0.25;
@@ -65,7 +67,7 @@ TEST_F(PhotoResearchEndToEnd, ConfiguredReadingReachesTheHostAndIsThenReadFromMe
     EXPECT_TRUE(model.received().isEmpty());
 }
 
-TEST_F(PhotoResearchEndToEnd, MeasurementWaitsOutTheInstrumentsMeasuringTime) {
+TEST_P(PhotoResearchEndToEnd, MeasurementWaitsOutTheInstrumentsMeasuringTime) {
     model.setMeasureDelayMs(600);
     connectThroughFacade();
 
@@ -79,7 +81,7 @@ TEST_F(PhotoResearchEndToEnd, MeasurementWaitsOutTheInstrumentsMeasuringTime) {
     EXPECT_EQ(data.Lv, 120.5f);
 }
 
-TEST_F(PhotoResearchEndToEnd, ReadBeforeMeasuringFetchesTheInstrumentsResult) {
+TEST_P(PhotoResearchEndToEnd, ReadBeforeMeasuringFetchesTheInstrumentsResult) {
     connectThroughFacade();
     model.clearRecord();
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
@@ -90,14 +92,14 @@ TEST_F(PhotoResearchEndToEnd, ReadBeforeMeasuringFetchesTheInstrumentsResult) {
     EXPECT_EQ(model.received(), QByteArray("D1\n"));
 }
 
-TEST_F(PhotoResearchEndToEnd, LatestDataThroughTheFacadeIsZero) {
+TEST_P(PhotoResearchEndToEnd, LatestDataThroughTheFacadeIsZero) {
     connectThroughFacade();
     model.clearRecord();
     EXPECT_EQ(facade->ReadLastestData(), 0.0);
     EXPECT_EQ(model.countReceived("D1\n"), 1);
 }
 
-TEST_F(PhotoResearchEndToEnd, DisconnectTakesTheInstrumentOutOfRemoteMode) {
+TEST_P(PhotoResearchEndToEnd, DisconnectTakesTheInstrumentOutOfRemoteMode) {
     connectThroughFacade();
     watcher.clear();
     ASSERT_TRUE(model.inRemoteMode());
@@ -109,7 +111,7 @@ TEST_F(PhotoResearchEndToEnd, DisconnectTakesTheInstrumentOutOfRemoteMode) {
     EXPECT_FALSE(detectorPort().IsOpen());
 }
 
-TEST_F(PhotoResearchEndToEnd, ConnectingAgainWhileInRemoteModeIsGreetedAgainSlow) {
+TEST_P(PhotoResearchEndToEnd, ConnectingAgainWhileInRemoteModeIsGreetedAgainSlow) {
     connectThroughFacade();
     ASSERT_TRUE(model.inRemoteMode());
     // Every Connect runs the whole detection again; the instrument, still in remote mode, lets the
@@ -120,7 +122,7 @@ TEST_F(PhotoResearchEndToEnd, ConnectingAgainWhileInRemoteModeIsGreetedAgainSlow
     EXPECT_EQ(watcher.count("connected"), 2);
 }
 
-TEST_F(PhotoResearchEndToEnd, ModelIgnoresOtherInstrumentsProbesBeforeItsGreeting) {
+TEST_P(PhotoResearchEndToEnd, ModelIgnoresOtherInstrumentsProbesBeforeItsGreeting) {
     ASSERT_TRUE(openDetectorPort(model.portPath()));
     CChromameterDetector* det = CChromameterDetector::GetInstance();
     // What the drivers tried before this one might send: text commands and a binary frame.
@@ -142,7 +144,7 @@ TEST_F(PhotoResearchEndToEnd, ModelIgnoresOtherInstrumentsProbesBeforeItsGreetin
     EXPECT_TRUE(model.inRemoteMode());
 }
 
-TEST_F(PhotoResearchEndToEnd, ModelAnswersStrayLinesInRemoteModeWithSilence) {
+TEST_P(PhotoResearchEndToEnd, ModelAnswersStrayLinesInRemoteModeWithSilence) {
     ASSERT_TRUE(openDetectorPort(model.portPath()));
     CPhotoResearch driver;
     ASSERT_EQ(driver.Connect(), RESULT_OK);

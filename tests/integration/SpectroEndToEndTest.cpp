@@ -31,7 +31,9 @@ protected:
 
 } // namespace
 
-TEST_F(SpectroEndToEnd, DetectedAsTypeZeroMeasuredOnAWorkerAndReadsTheConfiguredValues) {
+INSTANTIATE_TEST_SUITE_P(Lines, SpectroEndToEnd, ::testing::ValuesIn(AllLines()), LineName);
+
+TEST_P(SpectroEndToEnd, DetectedAsTypeZeroMeasuredOnAWorkerAndReadsTheConfiguredValues) {
     connectThroughFacade();
     CChromameterDetector* detector = CChromameterDetector::GetInstance();
     EXPECT_EQ(detector->m_nInstrumentType, 0);
@@ -56,7 +58,7 @@ TEST_F(SpectroEndToEnd, DetectedAsTypeZeroMeasuredOnAWorkerAndReadsTheConfigured
     EXPECT_EQ(model.countReceived("MEDR,2,0,2\r\n"), 1);
 }
 
-TEST_F(SpectroEndToEnd, SecondReadAfterTheMeasurementComesFromMemory) {
+TEST_P(SpectroEndToEnd, SecondReadAfterTheMeasurementComesFromMemory) {
     connectThroughFacade();
     ASSERT_EQ(measure(), "finished");
     SChromameterMeasureData first = {0.0f, 0.0f, 0.0f, 0.0f};
@@ -72,7 +74,7 @@ TEST_F(SpectroEndToEnd, SecondReadAfterTheMeasurementComesFromMemory) {
     EXPECT_TRUE(model.received().isEmpty());
 }
 
-TEST_F(SpectroEndToEnd, ReadMeasureDataGivesLuminanceChromaticityAndTristimulus) {
+TEST_P(SpectroEndToEnd, ReadMeasureDataGivesLuminanceChromaticityAndTristimulus) {
     connectThroughFacade();
     ASSERT_EQ(measure(), "finished");
     double v1 = 0, v2 = 0, v3 = 0, lv = 0, x = 0, y = 0, v7 = 0;
@@ -87,14 +89,14 @@ TEST_F(SpectroEndToEnd, ReadMeasureDataGivesLuminanceChromaticityAndTristimulus)
     EXPECT_DOUBLE_EQ(v7, 477.0);
 }
 
-TEST_F(SpectroEndToEnd, ReadLastestDataAnswersMinusOneAfterASuccessfulMeasurement) {
+TEST_P(SpectroEndToEnd, ReadLastestDataAnswersMinusOneAfterASuccessfulMeasurement) {
     connectThroughFacade();
     ASSERT_EQ(measure(), "finished");
     EXPECT_EQ(facade->ReadLastestData(), -1.0);
     EXPECT_EQ(model.countReceived("MEDR,2,0,2\r\n"), 1);
 }
 
-TEST_F(SpectroEndToEnd, SpectrumFailsAfterTheFirstBlockWithTheRangeReported) {
+TEST_P(SpectroEndToEnd, SpectrumFailsAfterTheFirstBlockWithTheRangeReported) {
     connectThroughFacade();
     ASSERT_EQ(measure(), "finished");
     QList<float> values{1.0f};
@@ -108,7 +110,7 @@ TEST_F(SpectroEndToEnd, SpectrumFailsAfterTheFirstBlockWithTheRangeReported) {
     EXPECT_EQ(model.countReceived("MEDR,1,0,1\r\n"), 1);
 }
 
-TEST_F(SpectroEndToEnd, DisconnectLeavesRemoteModeAndTellsTheWatchers) {
+TEST_P(SpectroEndToEnd, DisconnectLeavesRemoteModeAndTellsTheWatchers) {
     connectThroughFacade();
     EXPECT_EQ(facade->Disconnect(), RESULT_OK);
     EXPECT_FALSE(facade->IsConnected());
@@ -118,7 +120,7 @@ TEST_F(SpectroEndToEnd, DisconnectLeavesRemoteModeAndTellsTheWatchers) {
     EXPECT_FALSE(detectorPort().IsOpen());
 }
 
-TEST_F(SpectroEndToEnd, AdapterPulledDuringAMeasurementFailsItAndLaterReadsReportTheLoss) {
+TEST_P(SpectroEndToEnd, AdapterPulledDuringAMeasurementFailsItAndLaterReadsReportTheLoss) {
     connectThroughFacade();
     model.setFault(SimFault::UnplugDuringMeasure);
     EXPECT_EQ(measure(false, 20000), "failed");
@@ -135,7 +137,7 @@ TEST_F(SpectroEndToEnd, AdapterPulledDuringAMeasurementFailsItAndLaterReadsRepor
     EXPECT_EQ(reply, nullptr);
 }
 
-TEST_F(SpectroEndToEnd, ModelRefusesTheAnalyserProbeAndIgnoresLineFeedCommands) {
+TEST_P(SpectroEndToEnd, ModelRefusesTheAnalyserProbeAndIgnoresLineFeedCommands) {
     ASSERT_TRUE(openDetectorPort(model.portPath()));
     QByteArray reply;
     EXPECT_FALSE(DriverSendAndRead("COM,1\n", 6, 3, 100, &reply));
@@ -146,7 +148,7 @@ TEST_F(SpectroEndToEnd, ModelRefusesTheAnalyserProbeAndIgnoresLineFeedCommands) 
     EXPECT_TRUE(model.inRemoteMode());
 }
 
-TEST_F(SpectroEndToEnd, ModelSpectrumCoversTheRangeInFourBlocksThatFitTheReplyBuffer) {
+TEST_P(SpectroEndToEnd, ModelSpectrumCoversTheRangeInFourBlocksThatFitTheReplyBuffer) {
     ASSERT_TRUE(openDetectorPort(model.portPath()));
     CChromameterMinolta driver;
     QList<float> spectrum;

@@ -104,22 +104,33 @@ using JingceCallingBack = WatcherCallingBack<JingceModel>;
 
 } // namespace
 
-TEST_F(SpectroCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
+INSTANTIATE_TEST_SUITE_P(Lines, SpectroCallingBack,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, AnalyserCallingBack,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, LuminanceCallingBack,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchCallingBack,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, JingceCallingBack,
+                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+
+TEST_P(SpectroCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
     everyRoundOfCallsReturns();
 }
 
-TEST_F(AnalyserCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
+TEST_P(AnalyserCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
     everyRoundOfCallsReturns();
 }
 
-TEST_F(LuminanceCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
+TEST_P(LuminanceCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
     everyRoundOfCallsReturns();
 }
 
-TEST_F(PhotoResearchCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
+TEST_P(PhotoResearchCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
     everyRoundOfCallsReturns();
 }
 
-TEST_F(JingceCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
+TEST_P(JingceCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
     everyRoundOfCallsReturns();
 }

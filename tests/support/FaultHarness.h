@@ -7,6 +7,7 @@
 
 #include "IMinolta.h"
 #include "InstrumentModel.h"
+#include "LineParams.h"
 #include "TestSupport.h"
 
 #include <QByteArray>
@@ -87,6 +88,9 @@ constexpr int kSplitGapMs = 15;
 constexpr int answeredReadMs(int replyBytes = 0) {
     return 2 * kPortReadMs + replyBytes * kSplitGapMs;
 }
+
+// The simulator's overlong reply: several kilobytes, far beyond the reply buffer.
+constexpr int kOverlongBytes = 5000;
 
 // ThreadSanitizer makes every event-loop turn, timer and thread switch several times slower, and
 // the port is read in 20 ms slices made of exactly those: the same budget takes more wall-clock time
@@ -191,8 +195,9 @@ private:
 };
 
 // One cell of the fault matrix: a facade, a watcher registered through it, the Qt message stream
-// captured, and the family's simulated instrument that detection is pointed at.
-class FaultCell : public ::testing::Test {
+// captured, and the family's simulated instrument that detection is pointed at. The test's parameter
+// is how the cable delivers; every instrument the cell starts uses it.
+class FaultCell : public ::testing::TestWithParam<LineModel> {
 public:
     struct Timed {
         unsigned long result = RESULT_FAIL;
@@ -245,6 +250,11 @@ protected:
     IMinolta& host() { return *m_facade; }
     // The driver detection holds (for its own knobs, such as the number of reads of a measurement).
     IMinolta* driver() const;
+
+    // What `bytes` sent back add on the cell's line: nothing on the instant one; their line time at
+    // the family's speed (and a latency period) on a realistic one. Short replies fit the margins of
+    // the budgets; an overlong reply (5000 bytes: about 5.2 s at 9600 baud) does not.
+    int lineMs(int bytes) const;
 
     // Waits until the instrument has said nothing for quietMs (a reply still trickling out).
     void waitForQuietLine(int quietMs = 300, int timeoutMs = 15000);
@@ -305,6 +315,9 @@ protected:
     int loggedCount(const QString& text) const { return m_messages.count(text); }
     // Whether a line is exactly `text`.
     bool loggedLine(const QString& text) const;
+    // Whether the reads of one reply handed out exactly `text` ("接收" and the reply): in one read, or
+    // on a realistic line in several reads one after another.
+    bool loggedReply(const QString& text) const;
     // The port's diagnostics of what arrived: a piece of random non-protocol bytes; a piece of the
     // padding ('X') of a reply several kilobytes long; pieces of one byte each; a loss of the device.
     bool loggedGarbage() const;

@@ -2,10 +2,11 @@
 
 // The end-to-end tests' view of the library, as a host has it: a family's simulated instrument on a
 // pseudo-terminal that detection is pointed at, a facade from the exported factory, and a watcher
-// registered through it.
+// registered through it. The test's parameter is how the cable delivers.
 
 #include "ChromameterMinoltaApi.h"
 #include "IMinolta.h"
+#include "LineParams.h"
 #include "MinoltaVistor.h"
 #include "TestSupport.h"
 
@@ -15,9 +16,10 @@
 
 #include <memory>
 
-template <class Model> class HostFixture : public ::testing::Test {
+template <class Model> class HostFixture : public ::testing::TestWithParam<LineModel> {
 protected:
     void SetUp() override {
+        model.setLine(GetParam());
         ASSERT_TRUE(model.start());
         m_scope.reset(new CatalogueScope({model.portPath()}));
     }

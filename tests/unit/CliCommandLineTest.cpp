@@ -133,3 +133,18 @@ TEST(CliCommandLine, UsageNamesEveryCommandAndOption) {
                              "--port", "--catalogue", "--trace", "--help", "--version", "Exit status"})
         EXPECT_TRUE(usage.contains(QLatin1String(word))) << word;
 }
+
+TEST(CliCommandLine, SimulatorLineIsAKnownModelAndGoesWithSimulateOnly) {
+    for (const char* line : {"usb", "usb:8", "bytewise", "instant"})
+        EXPECT_TRUE(
+            parse({QStringLiteral("--simulate"), QStringLiteral("analyser"), QStringLiteral("--sim-line"),
+                   QString::fromLatin1(line), QStringLiteral("measure")})
+                .ok())
+            << line;
+    EXPECT_FALSE(parse({QStringLiteral("--simulate"), QStringLiteral("analyser"),
+                        QStringLiteral("--sim-line"), QStringLiteral("usb:0"), QStringLiteral("measure")})
+                     .ok());
+    EXPECT_FALSE(
+        parse({QStringLiteral("--sim-line"), QStringLiteral("usb"), QStringLiteral("measure")}).ok());
+    EXPECT_TRUE(CommandLine::UsageText().contains(QLatin1String("--sim-line")));
+}

@@ -1,0 +1,23 @@
+#include "LineParams.h"
+
+std::vector<LineModel> AllLines() {
+    return {LineModel(LineModel::Instant), LineModel(LineModel::ByteWise), LineModel::realistic()};
+}
+
+std::vector<LineModel> RealisticLines() {
+    return {LineModel(LineModel::ByteWise), LineModel::realistic()};
+}
+
+std::string LineName(const ::testing::TestParamInfo<LineModel>& info) {
+    std::string name = info.param.name().toStdString();
+    std::string plain;
+    for (const char c : name) {
+        if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'))
+            plain += c;
+    }
+    return plain;
+}
+
+void PrintTo(const LineModel& line, std::ostream* os) {
+    *os << line.name().toStdString();
+}

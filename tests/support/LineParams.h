@@ -1,0 +1,21 @@
+#pragma once
+
+// Tests that run once on each way the simulated cable can deliver: whole replies at once, a byte or
+// two at a time, and USB packets on a 16 ms latency timer.
+
+#include "LineModel.h"
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+std::vector<LineModel> AllLines();
+// The realistic ones only: for scenarios that are slow on every line and matter only where the
+// reply comes in pieces.
+std::vector<LineModel> RealisticLines();
+// "instant", "bytewise", "usb16": the last part of the test's name.
+std::string LineName(const ::testing::TestParamInfo<LineModel>& info);
+// How gtest shows a line in its messages.
+void PrintTo(const LineModel& line, std::ostream* os);
