@@ -1,5 +1,5 @@
 // A watcher that calls back into the library from inside its notifications, on the thread each one
-// arrives on: Measure, ReadLvXy and Disconnect from inside the first notification of each kind
+// arrives on: ReadLvXy, Disconnect and Measure from inside the first notification of each kind
 // (connected, measurement finished or failed, disconnected). No notification is made in a way that
 // hangs those calls: each round of calls returns, and the operations around them end.
 
@@ -42,10 +42,11 @@ protected:
             }
             QElapsedTimer timer;
             timer.start();
-            this->facade->Measure(false);
+            // Measuring last, so the measurement it starts does not overlap this thread's own calls.
             SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
             this->facade->ReadLvXy(data);
             this->facade->Disconnect();
+            this->facade->Measure(false);
             std::lock_guard<std::mutex> lock(m_mutex);
             m_returned.insert(name);
             m_slowestMs = qMax(m_slowestMs, timer.elapsed());
@@ -62,8 +63,8 @@ protected:
     }
 
     // Connected (the calls from inside OnConnected come while detection runs), then a measurement:
-    // the calls from inside its outcome measure again and disconnect, whose notification, when the
-    // instrument confirms, calls back in turn. Exchanges overlapping on one port may wait out their
+    // the calls from inside its outcome disconnect, whose notification, when the instrument confirms,
+    // calls back in turn, and measure again. Exchanges overlapping on one port may wait out their
     // budgets; none hangs: stopped (by ReleaseMinolta), every round of calls returns at once.
     void everyRoundOfCallsReturns() {
         ASSERT_NO_FATAL_FAILURE(this->createFacade());
@@ -88,6 +89,21 @@ protected:
         kinds.sort();
         std::cout << "called back from: " << kinds.join(", ").toStdString() << "; all returned " << ms
                   << " ms after the release; slowest round " << m_slowestMs << " ms" << std::endl;
+    }
+
+    // Connected, then the adapter is pulled as a measurement starts: the calls from inside its failure
+    // find the port gone and return, and the measurement they start fails in turn.
+    void roundOfCallsFromAFailureReturns() {
+        ASSERT_NO_FATAL_FAILURE(this->createFacade());
+        ASSERT_EQ(this->facade->Connect(), RESULT_OK);
+        callBackFromEachFirstNotification();
+        this->model.setFault(SimFault::UnplugDuringMeasure);
+        this->facade->Measure(false);
+        ASSERT_TRUE(waitUntil([&] { return returnedFrom("failed"); }, 15000));
+        CChromameterDetector::GetInstance()->ReleaseMinolta();
+        EXPECT_TRUE(waitUntil([&] { return allReturned(); }, 1000 * FaultBudget::kSlowdown));
+        std::lock_guard<std::mutex> lock(m_mutex);
+        std::cout << "round of calls from inside the failure: " << m_slowestMs << " ms" << std::endl;
     }
 
     std::mutex m_mutex;
@@ -115,22 +131,42 @@ INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchCallingBack,
 INSTANTIATE_TEST_SUITE_P(Lines, JingceCallingBack,
                          ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
 
-TEST_P(SpectroCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
+TEST_P(SpectroCallingBack, ReadDisconnectAndMeasureFromInsideEachNotificationDoNotHang) {
     everyRoundOfCallsReturns();
 }
 
-TEST_P(AnalyserCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
+TEST_P(AnalyserCallingBack, ReadDisconnectAndMeasureFromInsideEachNotificationDoNotHang) {
     everyRoundOfCallsReturns();
 }
 
-TEST_P(LuminanceCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
+TEST_P(LuminanceCallingBack, ReadDisconnectAndMeasureFromInsideEachNotificationDoNotHang) {
     everyRoundOfCallsReturns();
 }
 
-TEST_P(PhotoResearchCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
+TEST_P(PhotoResearchCallingBack, ReadDisconnectAndMeasureFromInsideEachNotificationDoNotHang) {
     everyRoundOfCallsReturns();
 }
 
-TEST_P(JingceCallingBack, MeasureReadAndDisconnectFromInsideEachNotificationDoNotHang) {
+TEST_P(JingceCallingBack, ReadDisconnectAndMeasureFromInsideEachNotificationDoNotHang) {
     everyRoundOfCallsReturns();
+}
+
+TEST_P(SpectroCallingBack, ReadDisconnectAndMeasureFromInsideAFailureNotificationDoNotHang) {
+    roundOfCallsFromAFailureReturns();
+}
+
+TEST_P(AnalyserCallingBack, ReadDisconnectAndMeasureFromInsideAFailureNotificationDoNotHang) {
+    roundOfCallsFromAFailureReturns();
+}
+
+TEST_P(LuminanceCallingBack, ReadDisconnectAndMeasureFromInsideAFailureNotificationDoNotHang) {
+    roundOfCallsFromAFailureReturns();
+}
+
+TEST_P(PhotoResearchCallingBack, ReadDisconnectAndMeasureFromInsideAFailureNotificationDoNotHang) {
+    roundOfCallsFromAFailureReturns();
+}
+
+TEST_P(JingceCallingBack, ReadDisconnectAndMeasureFromInsideAFailureNotificationDoNotHang) {
+    roundOfCallsFromAFailureReturns();
 }
