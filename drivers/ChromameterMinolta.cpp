@@ -9,8 +9,6 @@
 #include <QMutexLocker>
 
 #include <cstring>
-#include <system_error>
-#include <thread>
 
 namespace {
 
@@ -92,15 +90,13 @@ unsigned long CChromameterMinolta::Disconnect() {
 }
 
 unsigned long CChromameterMinolta::Measure(bool) {
-    QMutexLocker lock(&m_mutex);
-    m_bMeasureSucceed = false;
-    try {
-        std::thread worker(&CChromameterMinolta::MeasureThread, static_cast<void*>(this));
-        worker.detach();
-    } catch (const std::system_error& e) {
-        throw std::system_error(e.code(), "thread constructor failed");
+    CDriverWorkers::Started started;
+    {
+        QMutexLocker lock(&m_mutex);
+        m_bMeasureSucceed = false;
+        started = CDriverWorkers::Start([this] { MeasureThread(this); });
     }
-    return RESULT_OK;
+    return DriverMeasurementStarted(started);
 }
 
 unsigned long CChromameterMinolta::MeasureThread(void* self) {
@@ -127,6 +123,14 @@ unsigned long CChromameterMinolta::MeasureThread(void* self) {
             --counter;
             if (received && SpectroIsMeasureCompletion(reply)) {
                 succeeded = counter > 1;
+                break;
+            }
+            // Nothing more will come: the worker is being stopped, or the adapter is gone (the read
+            // has closed the port), whatever the limit.
+            if (!received && CDriverWorkers::StopRequested())
+                break;
+            if (!received && !DriverPortConnected()) {
+                code = RESULT_PORT_LOST;
                 break;
             }
         }

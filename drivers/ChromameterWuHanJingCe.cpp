@@ -83,17 +83,24 @@ unsigned long CChromameterWuHanJingCe::MeasureThread(void* self) {
 }
 
 unsigned long CChromameterWuHanJingCe::ZeroCalibrate() {
-    ColourStartDetached([this] { ZeroCalibrateThread(this); });
-    return RESULT_OK;
+    // Also asked from inside a measurement worker (an "OK02" reply): a thread that cannot start is
+    // this zero calibration's failure, and the measurement goes on.
+    return CDriverWorkers::Start([this] { ZeroCalibrateThread(this); }) == CDriverWorkers::Started::Yes
+               ? RESULT_OK
+               : RESULT_FAIL;
 }
 
 unsigned long CChromameterWuHanJingCe::ZeroCalibrateThread(void* self) {
     CChromameterWuHanJingCe* driver = static_cast<CChromameterWuHanJingCe*>(self);
-    QMutexLocker locker(&driver->m_mutex);
     QByteArray reply;
-    const bool answered = DriverSendAndRead(kZero, 4, kZeroTries, kZeroWaitMs, &reply);
+    bool answered;
+    {
+        QMutexLocker locker(&driver->m_mutex);
+        answered = DriverSendAndRead(kZero, 4, kZeroTries, kZeroWaitMs, &reply);
+    }
     const unsigned long result = answered ? RESULT_OK : RESULT_FAIL;
-    // A zero calibration that failed is reported to nobody.
+    // A zero calibration that failed is reported to nobody. The watchers are told with the lock
+    // released: one may measure from inside the notification, and Measure takes it.
     if (answered && DriverReplyStatus(reply) == 0)
         CMinoltaVistor::GetInstance()->NotifyAll_ZeroCalibrated(result);
     return result;

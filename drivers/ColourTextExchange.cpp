@@ -2,6 +2,7 @@
 
 #include "ColourTextProtocol.h"
 #include "DriverSupport.h"
+#include "DriverWorkers.h"
 #include "IMinolta.h"
 #include "MinoltaVistor.h"
 
@@ -10,8 +11,6 @@
 #include <QMutexLocker>
 
 #include <cstring>
-#include <system_error>
-#include <thread>
 
 namespace {
 
@@ -19,7 +18,8 @@ bool waitForReply(int limitTimes, bool boundary, int tries, int waitMs,
                   const std::function<bool(const QByteArray&)>& decide) {
     ColourReplyLoopSteps steps;
     steps.read = [tries, waitMs](QByteArray* reply) { return DriverRead(tries, waitMs, reply); };
-    steps.portConnected = [] { return DriverPortConnected(); };
+    // A worker asked to stop reads no more, as if the port were gone.
+    steps.portConnected = [] { return DriverPortConnected() && !CDriverWorkers::StopRequested(); };
     steps.decide = decide;
     return ColourReplyLoop(limitTimes, boundary, steps);
 }
@@ -84,11 +84,15 @@ unsigned long ColourSignOffAndRelease(const ColourCommand& signOff, bool* connec
 
 unsigned long ColourStartMeasurement(QMutex* mutex, bool* succeed, bool* measureTcp, bool withTcp,
                                      std::function<void()> thread) {
-    QMutexLocker locker(mutex);
-    *succeed = false;
-    *measureTcp = withTcp;
-    ColourStartDetached(std::move(thread));
-    return RESULT_OK;
+    CDriverWorkers::Started started;
+    {
+        QMutexLocker locker(mutex);
+        *succeed = false;
+        *measureTcp = withTcp;
+        started = CDriverWorkers::Start(std::move(thread));
+    }
+    // Outside the lock: a watcher told of a failed start may measure again at once.
+    return DriverMeasurementStarted(started);
 }
 
 unsigned long ColourRunMeasurement(const ColourMeasureFlags& flags, const std::function<bool()>& exchanges) {
@@ -104,7 +108,8 @@ unsigned long ColourRunMeasurement(const ColourMeasureFlags& flags, const std::f
     }
 
     unsigned long code = RESULT_FAIL;
-    if (!DriverPortConnected()) {
+    // A worker stopped for a new detection leaves the port to it.
+    if (!CDriverWorkers::StopRequested() && !DriverPortConnected()) {
         DriverClosePort();
         *flags.connected = false;
         code = RESULT_PORT_LOST;
@@ -124,13 +129,4 @@ unsigned long ColourReadLvXy(bool succeed, bool readed, double x, double y, doub
     data.Lv = static_cast<float>(Lv);
     data.Tcp = static_cast<float>(Tcp);
     return RESULT_OK;
-}
-
-void ColourStartDetached(std::function<void()> body) {
-    try {
-        std::thread worker(std::move(body));
-        worker.detach();
-    } catch (const std::system_error& e) {
-        throw std::system_error(e.code(), "thread constructor failed");
-    }
 }

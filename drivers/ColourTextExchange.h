@@ -48,8 +48,8 @@ bool ColourDatedZeroCalibration(char terminator, int tries, int waitMs, bool* se
 unsigned long ColourSignOffAndRelease(const ColourCommand& signOff, bool* connected);
 
 // Measure of the colour drivers: under `mutex`, clears the measurement-valid flag, records whether the
-// colour temperature is wanted and starts `thread` detached (see ColourStartDetached). RESULT_OK at
-// once; the outcome reaches the watchers.
+// colour temperature is wanted and starts `thread` as a driver worker. RESULT_OK at once, the outcome
+// reaching the watchers; a worker that could not start is a failed measurement (DriverMeasurementStarted).
 unsigned long ColourStartMeasurement(QMutex* mutex, bool* succeed, bool* measureTcp, bool withTcp,
                                      std::function<void()> thread);
 
@@ -85,7 +85,3 @@ unsigned long ColourMeasureSequence(Driver* driver, const ColourMeasureFlags& fl
 // record is left as it was.
 unsigned long ColourReadLvXy(bool succeed, bool readed, double x, double y, double Lv, double Tcp,
                              SChromameterMeasureData& data);
-
-// Runs `body` on a new detached thread. A thread that cannot be created is raised as a system error
-// "thread constructor failed"; it is not turned into a result code.
-void ColourStartDetached(std::function<void()> body);

@@ -3,6 +3,8 @@
 #include "ChromameterCommand.h"
 #include "ChromameterDetector.h"
 #include "CmErrorEncode.h"
+#include "IMinolta.h"
+#include "MinoltaVistor.h"
 
 #include <cstring>
 
@@ -49,4 +51,12 @@ bool DriverPortConnected() {
 
 void DriverClosePort() {
     CChromameterDetector::GetInstance()->m_port.Close();
+}
+
+unsigned long DriverMeasurementStarted(CDriverWorkers::Started started) {
+    if (started == CDriverWorkers::Started::Yes)
+        return RESULT_OK;
+    if (started == CDriverWorkers::Started::Failed)
+        CMinoltaVistor::GetInstance()->NotifyAll_MeasureFailed(RESULT_FAIL);
+    return RESULT_FAIL;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "DriverWorkers.h"
+
 #include <QByteArray>
 
 #include <cstdint>
@@ -24,3 +26,8 @@ QByteArray DriverReplyText(const QByteArray& reply);
 bool DriverPortConnected();
 // Closes the detector's port.
 void DriverClosePort();
+// What Measure makes of its worker's start: RESULT_OK when it runs. One that could not be created is a
+// failed measurement, told to the watchers (RESULT_FAIL) like any other; call this holding no lock a
+// watcher's call could need. One refused while the workers are being stopped starts nothing and tells
+// nobody (the watcher asking was just told of the failure that stop made).
+unsigned long DriverMeasurementStarted(CDriverWorkers::Started started);

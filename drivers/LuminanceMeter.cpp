@@ -111,13 +111,17 @@ unsigned long CLuminanceMeter::Polling() {
     DrainStaleReplies();
     const char* command = LuminanceTables().pollingCommand;
     bool sent = false;
-    // Deliberately unbounded: the instrument decides when the measurement is over.
+    bool lost = false;
+    // Deliberately unbounded while the instrument is there: it decides when the measurement is over.
+    // A lost adapter ends it (the read that found it gone has closed the port).
     do {
         sent = DriverSend(command, LUMINANCE_COMMAND_SIZE);
         for (int n = 0; n < kStatusRepliesPerRequest; ++n) {
             QByteArray reply;
-            if (!DriverRead(kStatusTries, kStatusWaitMs, &reply))
+            if (!DriverRead(kStatusTries, kStatusWaitMs, &reply)) {
+                lost = !DriverPortConnected();
                 break;
+            }
             // Anything but a status reply still counts against the two.
             if (!LuminanceReplyHasOpcode(reply, "STSG"))
                 continue;
@@ -129,8 +133,8 @@ unsigned long CLuminanceMeter::Polling() {
                 m_bMeasureSucceed = true;
             }
         }
-    } while (!m_bMeasureSucceed && sent);
-    return sent ? RESULT_OK : RESULT_FAIL;
+    } while (!m_bMeasureSucceed && sent && !lost);
+    return (sent && !lost) ? RESULT_OK : RESULT_FAIL;
 }
 
 double CLuminanceMeter::ReadLastestData() {

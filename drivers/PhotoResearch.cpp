@@ -7,8 +7,6 @@
 #include <QByteArray>
 #include <QThread>
 
-#include <thread>
-
 namespace {
 // Budgets of the replies: the greeting and a stored result come at once; a measurement is polled
 // once a second, m_nLimitTimes times at most.
@@ -83,8 +81,7 @@ unsigned long CPhotoResearch::Measure(bool) {
     m_bMeasureSucceed = false;
     m_bReaded = false;
     // The worker raises the busy flag itself; the outcome comes through the flags and the watchers.
-    std::thread(&CPhotoResearch::MeasureThread, this).detach();
-    return RESULT_OK;
+    return DriverMeasurementStarted(CDriverWorkers::Start([this] { MeasureThread(this); }));
 }
 
 unsigned long CPhotoResearch::MeasureThread(void* param) {
@@ -110,6 +107,9 @@ unsigned long CPhotoResearch::MeasureThread(void* param) {
                 replied = true;
                 break;
             }
+            // No report can come any more: the worker is being stopped, or the adapter is gone.
+            if (CDriverWorkers::StopRequested() || !DriverPortConnected())
+                break;
             // Only exactly 0 ends the polling; a negative limit wraps round the whole range of int.
             budget = int(unsigned(budget) - 1u);
             if (budget == 0)

@@ -1,9 +1,14 @@
 #include "MinoltaVistor.h"
 
+#include "DriverWorkers.h"
+
 CMinoltaVistor* CMinoltaVistor::m_pInstance = nullptr;
 CMinoltaVistor::CLear CMinoltaVistor::m_clear;
 
 CMinoltaVistor::CLear::~CLear() {
+    // At unload a worker still running ends first, telling the watchers of its failure through the
+    // registry, which must still be there.
+    CDriverWorkers::StopAll();
     delete m_pInstance;
     m_pInstance = nullptr;
 }

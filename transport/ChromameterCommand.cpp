@@ -1,6 +1,7 @@
 #include "ChromameterCommand.h"
 
 #include "ChromameterDetector.h"
+#include "DriverWorkers.h"
 
 #include <QDebug>
 #include <QElapsedTimer>
@@ -12,7 +13,6 @@
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
-#include <unistd.h>
 
 namespace {
 
@@ -65,7 +65,8 @@ bool CChromameterCommand::Send(const char* data, int length) {
     // would leave only after that read had found nothing. The port's own thread wrote at once and
     // must never wait for itself.
     SerialPortCross& port = detector->m_port;
-    if (QThread::currentThread() != port.thread())
+    // A worker being stopped does not wait: the port's thread may be the one waiting for it to end.
+    if (QThread::currentThread() != port.thread() && !CDriverWorkers::StopRequested())
         waitForQueuedWrites(port, kQueuedWriteWaitMs);
     return sent;
 }
@@ -76,6 +77,11 @@ bool CChromameterCommand::Read(char** reply, int& length, int tries, int waitMs)
     std::memset(*reply, 0, CHROMAMETER_REPLY_SIZE);
     SerialPortCross& port = CChromameterDetector::GetInstance()->m_port;
     int total = 0;
+    // A worker being stopped reads nothing more: its exchange is over.
+    if (CDriverWorkers::StopRequested()) {
+        length = 0;
+        return false;
+    }
     QElapsedTimer sinceFirstByte;
     QElapsedTimer sinceFull;
     for (;;) {
@@ -92,7 +98,11 @@ bool CChromameterCommand::Read(char** reply, int& length, int tries, int waitMs)
                 return false;
             }
             --tries;
-            usleep(useconds_t(waitMs) * 1000);
+            // The wait between reads gives way at once when the worker is asked to stop.
+            if (!CDriverWorkers::Pause(waitMs)) {
+                length = 0;
+                return false;
+            }
         }
         // Bytes still flowing keep the exchange going, also those dropped because the buffer is full:
         // the whole reply is taken, and nothing of it is left for the next exchange. But not for

@@ -3,6 +3,7 @@
 #include "ChromameterMinolta.h"
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
+#include "DriverWorkers.h"
 #include "HostCallGuard.h"
 #include "InstrumentFamilies.h"
 #include "LuminanceMeter.h"
@@ -11,6 +12,7 @@
 #include "PortFilter.h"
 
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QMetaType>
 #include <QThread>
 
@@ -46,13 +48,31 @@ CChromameterDetector::CChromameterDetector() : QObject(nullptr), m_nInstrumentTy
         Qt::DirectConnection);
 }
 
+namespace {
+
+// Stops the drivers' workers and waits until they have ended, before a driver is deleted or detection
+// touches the port. What a stopped worker queued for the port's thread (its command, a close of the
+// port) is dropped with it: none of the old exchange may reach the next one.
+void stopWorkers(SerialPortCross* port) {
+    if (CDriverWorkers::StopAll() > 0 && QThread::currentThread() == port->thread())
+        QCoreApplication::removePostedEvents(port, QEvent::MetaCall);
+}
+
+// Deletes the current driver once no worker runs it any more.
+void dropDriver(IMinolta** driver, SerialPortCross* port) {
+    stopWorkers(port);
+    delete *driver;
+    *driver = nullptr;
+}
+
+} // namespace
+
 CChromameterDetector::~CChromameterDetector() {
+    stopWorkers(&m_port);
     if (m_port.IsOpen())
         m_port.Close();
-    if (m_pMinolta) {
-        delete m_pMinolta;
-        m_pMinolta = nullptr;
-    }
+    if (m_pMinolta)
+        dropDriver(&m_pMinolta, &m_port);
 }
 
 unsigned int CChromameterDetector::Write(const void* lpBuf, unsigned int dwCount) {
@@ -69,6 +89,8 @@ bool CChromameterDetector::DetectByNumber(int* port) {
 }
 
 int CChromameterDetector::FindProlificComNumber() {
+    // A measurement still running on the current driver ends before its driver and port are reused.
+    stopWorkers(&m_port);
     int result = -1;
     const QList<QPair<QString, QString>> ports = PortCatalogueEntries();
     for (const auto& entry : ports) {
@@ -107,6 +129,7 @@ bool openAt(SerialPortCross& port, const QString& portName, int baud) {
 } // namespace
 
 bool CChromameterDetector::TryConnect(QString portName) {
+    stopWorkers(&m_port);
     m_nInstrumentType = -1;
     if (m_port.IsOpen())
         m_port.Close();
@@ -128,10 +151,9 @@ bool CChromameterDetector::TryConnect(QString portName) {
             openBaud = family.baud;
             m_port.DiscardInput();
         }
-        if (m_pMinolta) {
-            delete m_pMinolta;
-            m_pMinolta = nullptr;
-        }
+        // A watcher told of a trial's connection may already have started a measurement on it.
+        if (m_pMinolta)
+            dropDriver(&m_pMinolta, &m_port);
         m_pMinolta = createDriver(family.type);
         if (m_pMinolta->Connect() == 0) {
             m_nInstrumentType = family.type;
@@ -147,10 +169,8 @@ void CChromameterDetector::ReleaseMinolta() {
     // under the call: such a release waits for the host to ask again.
     if (HostCallGuard::active())
         return;
-    if (m_pMinolta) {
-        delete m_pMinolta;
-        m_pMinolta = nullptr;
-    }
+    if (m_pMinolta)
+        dropDriver(&m_pMinolta, &m_port);
 }
 
 void CChromameterDetector::ReleaseBuf(char** buf) {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 
 namespace {
@@ -310,4 +311,65 @@ TEST_F(JingceConversation, DisconnectClosesThePortWithoutAnAnswer) {
     EXPECT_FALSE(detectorPort().IsOpen());
     EXPECT_FALSE(driver.IsConnected());
     EXPECT_EQ(watcher.count("disconnected"), 0);
+}
+
+TEST_F(JingceDriver, Ok02WhoseZeroCalibrationThreadCannotStartStillFinishesTheMeasurement) {
+    sim.queueMeasureReply("OK02");
+    EXPECT_EQ(driver.Measure(false), RESULT_OK);
+    // The measurement's own worker runs; the next thread asked for, the zero calibration's from inside
+    // that worker, cannot be had.
+    ASSERT_TRUE(waitUntil([&] { return driver.busy(); }, 5000));
+    CDriverWorkers::FailNextStart();
+    ASSERT_TRUE(waitForOutcome());
+    // The zero calibration failed (reported to nobody); the measurement ends as an "OK02" ends.
+    EXPECT_EQ(lastOutcome(), QStringLiteral("finished"));
+    EXPECT_EQ(driver.lv(), 0.0);
+    pumpEvents(300);
+    EXPECT_EQ(sim.plainZeroCalibrationCount(), 0);
+    EXPECT_EQ(watcher.count("zerocalibrated"), 0);
+    // The process lives on, and the driver measures again.
+    EXPECT_EQ(measure(false), QStringLiteral("finished"));
+    EXPECT_FLOAT_EQ(float(driver.lv()), 120.5f);
+}
+
+TEST_F(JingceDriver, ZeroCalibrateWhoseThreadCannotStartFailsAndSendsNothing) {
+    CDriverWorkers::FailNextStart();
+    EXPECT_EQ(driver.ZeroCalibrate(), RESULT_FAIL);
+    pumpEvents(300);
+    EXPECT_EQ(sim.plainZeroCalibrationCount(), 0);
+    EXPECT_EQ(watcher.count("zerocalibrated"), 0);
+}
+
+TEST_F(JingceDriver, MeasureWhoseThreadCannotStartTellsTheWatchersItFailed) {
+    sim.clearRecord();
+    CDriverWorkers::FailNextStart();
+    EXPECT_EQ(driver.Measure(false), RESULT_FAIL);
+    // At once, on the caller's thread.
+    EXPECT_TRUE(failedOnceWith(RESULT_FAIL));
+    EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
+    EXPECT_FALSE(driver.IsMeasureSucced());
+    pumpEvents(200);
+    EXPECT_EQ(sim.countReceived("MDS"), 0);
+}
+
+// A watcher that measures from inside the zero calibration's notification, on the thread it arrives
+// on: the zero calibration has let go of the driver's lock by then, so Measure does not hang.
+TEST_F(JingceDriver, WatcherMeasuringFromInsideTheZeroCalibrationNotificationDoesNotHang) {
+    std::atomic<int> calledBack{0};
+    watcher.onEvent = [&](const QString& name) {
+        if (name != "zerocalibrated" || calledBack.exchange(1) != 0)
+            return;
+        driver.Measure(false);
+        SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
+        driver.ReadLvXy(data);
+        driver.Disconnect();
+        calledBack = 2;
+    };
+    EXPECT_EQ(driver.ZeroCalibrate(), RESULT_OK);
+    ASSERT_TRUE(waitUntil([&] { return calledBack == 2; }, 5000));
+    // The measurement started from inside runs on the port the same watcher has just closed: stopped,
+    // it reports its end.
+    CDriverWorkers::StopAll();
+    EXPECT_TRUE(waitForOutcome(1000));
+    watcher.onEvent = nullptr;
 }

@@ -7,6 +7,7 @@
 
 #include <QByteArray>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QString>
@@ -14,6 +15,8 @@
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
+
+#include <iostream>
 
 namespace {
 
@@ -27,11 +30,6 @@ bool pluginIsLoaded() {
         return false;
     dlclose(handle);
     return true;
-}
-
-// Threads of this process; a measurement's detached worker counts until it has really ended.
-int threadCount() {
-    return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
 }
 
 // How many descriptors this process holds open on `device`.
@@ -102,7 +100,7 @@ void loadUseAndUnload(AnalyserModel& sim, int round) {
     RecordingWatcher watcher;
     EXPECT_EQ(facade->RegisterWatcher(&watcher), 1ul);
 
-    const int threadsBefore = threadCount();
+    const int threadsBefore = processThreadCount();
     ASSERT_EQ(facade->Connect(), RESULT_OK);
     EXPECT_TRUE(facade->IsConnected());
     // Each load has its own, fresh registry: only this round's watcher is told.
@@ -117,7 +115,7 @@ void loadUseAndUnload(AnalyserModel& sim, int round) {
 
     // The measurement's worker runs the plugin's code until it has returned: a host unloads only
     // after it has ended.
-    ASSERT_TRUE(waitUntil([&] { return threadCount() <= threadsBefore; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return processThreadCount() <= threadsBefore; }, 5000));
     plugin.setCatalogue(nullptr, nullptr, -1);
     EXPECT_EQ(plugin.unload(), 0) << dlerror();
     // Really gone, not merely released: the next round maps it afresh.
@@ -166,5 +164,49 @@ TEST(PluginReload, UnloadingWhileConnectedClosesThePort) {
     pumpEvents(100);
 
     // And a fresh load finds the instrument again.
+    loadUseAndUnload(sim, 2);
+}
+
+TEST(PluginReload, UnloadingWhileAMeasurementWaitsStopsItFirst) {
+    AnalyserModel sim;
+    ASSERT_TRUE(sim.start());
+    {
+        Plugin plugin;
+        ASSERT_TRUE(plugin.loaded()) << plugin.error().toStdString();
+        plugin.pointAt(sim.portPath());
+        IMinolta* facade = nullptr;
+        ASSERT_EQ(plugin.create(&facade), RESULT_OK);
+        RecordingWatcher watcher;
+        EXPECT_EQ(facade->RegisterWatcher(&watcher), 1ul);
+        const int threadsBefore = processThreadCount();
+        ASSERT_EQ(facade->Connect(), RESULT_OK);
+
+        // The instrument falls silent: the measurement's worker waits for a reply, running the
+        // plugin's code.
+        sim.setFault(SimFault::Silent);
+        ASSERT_EQ(facade->Measure(false), RESULT_OK);
+        pumpEvents(400);
+        ASSERT_EQ(watcher.count(QStringLiteral("failed")), 0);
+        EXPECT_GT(processThreadCount(), threadsBefore);
+        delete facade;
+
+        // Unloading stops the worker and waits until it has ended, before the code goes.
+        plugin.setCatalogue(nullptr, nullptr, -1);
+        QElapsedTimer timer;
+        timer.start();
+        EXPECT_EQ(plugin.unload(), 0) << dlerror();
+        const qint64 ms = timer.elapsed();
+        std::cout << "unload with a measurement waiting took " << ms << " ms" << std::endl;
+        EXPECT_LE(ms, 1000);
+        EXPECT_FALSE(pluginIsLoaded());
+        // Its watchers heard the measurement fail, while the registry was still there.
+        ASSERT_EQ(watcher.count(QStringLiteral("failed")), 1);
+        EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
+        EXPECT_LE(processThreadCount(), threadsBefore);
+        pumpEvents(100);
+    }
+
+    // A fresh load finds the instrument and measures with it.
+    sim.setFault(SimFault::None);
     loadUseAndUnload(sim, 2);
 }

@@ -405,9 +405,9 @@ TEST_F(SpectroDriver, MeasureClearsTheValidFlagAtOnce) {
 TEST_F(SpectroDriver, LostPortDuringMeasurementFailsItAndClosesThePort) {
     sim.unplugOn(kMeasure);
     EXPECT_EQ(measure(false, 20000), "failed");
-    // The command itself went out, so the loss shows in the reads: the measurement's code is the
-    // plain failure, and the channel has closed the port.
-    EXPECT_EQ(lastFailureCode(), RESULT_FAIL);
+    // The command itself went out, so the loss shows in the reads: the first read that finds the port
+    // gone ends the measurement with the lost port's code, and the channel has closed the port.
+    EXPECT_EQ(lastFailureCode(), RESULT_PORT_LOST);
     EXPECT_FALSE(detectorPort().IsOpen());
     EXPECT_FALSE(detectorPort().IsPortConnect());
     EXPECT_FALSE(driver.IsMeasureSucced());

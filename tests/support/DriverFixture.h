@@ -6,6 +6,7 @@
 
 #include "ChromameterDetector.h"
 #include "DetectorPort.h"
+#include "DriverWorkers.h"
 #include "IMinolta.h"
 #include "MinoltaVistor.h"
 #include "TestSupport.h"
@@ -50,6 +51,8 @@ protected:
     void TearDown() override {
         // Let a worker that has just notified return before the driver and the watcher go away.
         waitUntil([&] { return workersDone(); }, 60000);
+        // And wait until each worker has really ended (stopping any still running).
+        CDriverWorkers::StopAll();
         pumpEvents(50);
         CMinoltaVistor::GetInstance()->Unregister(&watcher);
     }

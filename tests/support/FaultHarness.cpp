@@ -13,6 +13,7 @@
 #include <QElapsedTimer>
 
 #include <chrono>
+#include <ctime>
 #include <vector>
 
 namespace {
@@ -23,6 +24,20 @@ std::vector<std::unique_ptr<InstrumentModel>>& retired() {
     return models;
 }
 } // namespace
+
+namespace {
+qint64 processCpuNs() {
+    timespec now = {0, 0};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return qint64(now.tv_sec) * 1000000000 + now.tv_nsec;
+}
+} // namespace
+
+CpuTime::CpuTime() : m_startNs(processCpuNs()) {}
+
+qint64 CpuTime::elapsedMs() const {
+    return (processCpuNs() - m_startNs) / 1000000;
+}
 
 AfterDelay::AfterDelay(int delayMs, std::function<void()> action) {
     m_thread = std::thread([this, delayMs, action] {

@@ -17,6 +17,9 @@ bool waitUntil(const std::function<bool()>& pred, int timeoutMs);
 // Runs the calling thread's Qt event loop for ms milliseconds.
 void pumpEvents(int ms);
 
+// Threads of this process; a driver's worker counts until it has really ended.
+int processThreadCount();
+
 // The moment now, to the second, as an instrument's date stamp carries it.
 QDateTime nowToTheSecond();
 // Checks a "yyyy,MM,dd,hh,mm,ss" stamp lies between two moments.
