@@ -140,7 +140,7 @@ TEST_P(AnalyserSlowFaultMatrix, OverlongReplyWhileMeasuringEndsInAWatcherCall) {
 
 TEST_P(AnalyserFaultMatrix, CutReplyWhileMeasuringFailsAtTheDisplayModeAnswer) {
     failsAtTheDisplayModeAnswer(SimFault::Cut);
-    EXPECT_TRUE(loggedLine("接收OK0")) << log().toStdString();
+    EXPECT_TRUE(loggedReply("接收OK0")) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 

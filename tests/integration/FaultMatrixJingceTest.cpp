@@ -149,7 +149,7 @@ TEST_P(JingceSlowFaultMatrix, OverlongReplyWhileMeasuringEndsInAWatcherCall) {
 
 TEST_P(JingceFaultMatrix, CutReplyWhileMeasuringFailsAtTheDisplayModeAnswer) {
     failsAtTheDisplayModeAnswer(SimFault::Cut);
-    EXPECT_TRUE(loggedLine("接收OK0")) << log().toStdString();
+    EXPECT_TRUE(loggedReply("接收OK0")) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 

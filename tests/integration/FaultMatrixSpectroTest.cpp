@@ -201,7 +201,7 @@ TEST_P(SpectroSlowFaultMatrix, SlowCutReplyWhileMeasuringIsNoCompletionAndTheDat
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
     EXPECT_EQ(readAnsweredAtOnce(&data), RESULT_FAIL);
     EXPECT_EQ(data.x, 0.0f);
-    EXPECT_TRUE(loggedLine("接收OK0")) << log().toStdString();
+    EXPECT_TRUE(loggedReply("接收OK0")) << log().toStdString();
     expectHealthyAgain(Recovery::FreshInstrument);
 }
 

@@ -261,7 +261,8 @@ FaultCell::Timed FaultCell::garbageAtConnect() {
 FaultCell::Timed FaultCell::cutReplyAtConnect(const QString& halfReply) {
     const Timed connected = connectDespite(SimFault::Cut);
     expectDetectionFailed(connected);
-    EXPECT_TRUE(loggedLine(halfReply)) << log().toStdString();
+    // On a packet line the half reply may be taken by two port reads; the channel joins them.
+    EXPECT_TRUE(loggedReply(halfReply)) << log().toStdString();
     return connected;
 }
 
@@ -398,13 +399,6 @@ void ColourFaultCell::pulledBeforeTheRead() {
     expectFailed(measureWithin(silentReadMs(1, m_conversation.modeWaitMs)), RESULT_PORT_LOST);
     EXPECT_FALSE(host().IsConnected());
     EXPECT_TRUE(loggedDeviceLoss()) << log().toStdString();
-}
-
-bool FaultCell::loggedLine(const QString& text) const {
-    for (const QString& line : m_messages.lines())
-        if (line == text)
-            return true;
-    return false;
 }
 
 bool FaultCell::loggedReply(const QString& text) const {

@@ -313,8 +313,6 @@ protected:
     // Whether a diagnostic line holding `text` was logged.
     bool logged(const QString& text) const { return m_messages.contains(text); }
     int loggedCount(const QString& text) const { return m_messages.count(text); }
-    // Whether a line is exactly `text`.
-    bool loggedLine(const QString& text) const;
     // Whether the reads of one reply handed out exactly `text` ("接收" and the reply): in one read, or
     // on a realistic line in several reads one after another.
     bool loggedReply(const QString& text) const;
