@@ -83,11 +83,14 @@ unsigned long CChromameterWuHanJingCe::MeasureThread(void* self) {
 }
 
 unsigned long CChromameterWuHanJingCe::ZeroCalibrate() {
-    // Also asked from inside a measurement worker (an "OK02" reply): a thread that cannot start is
-    // this zero calibration's failure, and the measurement goes on.
-    return CDriverWorkers::Start([this] { ZeroCalibrateThread(this); }) == CDriverWorkers::Started::Yes
-               ? RESULT_OK
-               : RESULT_FAIL;
+    const CDriverWorkers::Started started = CDriverWorkers::Start([this] { ZeroCalibrateThread(this); });
+    if (started == CDriverWorkers::Started::Yes)
+        return RESULT_OK;
+    // Asked by the host, a thread that cannot start is raised to it. Asked from inside a measurement
+    // worker (an "OK02" reply), it is this zero calibration's failure, and the measurement goes on.
+    if (started == CDriverWorkers::Started::Failed)
+        CDriverWorkers::RaiseStartFailureOffWorker();
+    return RESULT_FAIL;
 }
 
 unsigned long CChromameterWuHanJingCe::ZeroCalibrateThread(void* self) {

@@ -56,7 +56,9 @@ void DriverClosePort() {
 unsigned long DriverMeasurementStarted(CDriverWorkers::Started started) {
     if (started == CDriverWorkers::Started::Yes)
         return RESULT_OK;
-    if (started == CDriverWorkers::Started::Failed)
+    if (started == CDriverWorkers::Started::Failed) {
+        CDriverWorkers::RaiseStartFailureOffWorker();
         CMinoltaVistor::GetInstance()->NotifyAll_MeasureFailed(RESULT_FAIL);
+    }
     return RESULT_FAIL;
 }

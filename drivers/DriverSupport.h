@@ -26,8 +26,10 @@ QByteArray DriverReplyText(const QByteArray& reply);
 bool DriverPortConnected();
 // Closes the detector's port.
 void DriverClosePort();
-// What Measure makes of its worker's start: RESULT_OK when it runs. One that could not be created is a
-// failed measurement, told to the watchers (RESULT_FAIL) like any other; call this holding no lock a
-// watcher's call could need. One refused while the workers are being stopped starts nothing and tells
-// nobody (the watcher asking was just told of the failure that stop made).
+// What Measure makes of its worker's start: RESULT_OK when it runs. One that could not be created is
+// raised to a caller on the host's side as std::system_error ("thread constructor failed"); asked from
+// inside a worker (a watcher measuring from a notification) it is a failed measurement instead, told
+// to the watchers (RESULT_FAIL) like any other. Call this holding no lock a watcher's call could need.
+// One refused while the workers are being stopped starts nothing and tells nobody (the watcher asking
+// was just told of the failure that stop made).
 unsigned long DriverMeasurementStarted(CDriverWorkers::Started started);

@@ -119,6 +119,16 @@ bool CDriverWorkers::StopRequested() {
     return t_worker && t_worker->stop;
 }
 
+bool CDriverWorkers::OnWorker() {
+    return t_worker != nullptr;
+}
+
+void CDriverWorkers::RaiseStartFailureOffWorker() {
+    if (!OnWorker())
+        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
+                                "thread constructor failed");
+}
+
 bool CDriverWorkers::Pause(int ms) {
     if (!t_worker) {
         std::this_thread::sleep_for(std::chrono::milliseconds(ms));

@@ -26,6 +26,13 @@ public:
     static int StopAll();
     // Whether the calling thread is a worker asked to stop.
     static bool StopRequested();
+    // Whether the calling thread is one of the workers.
+    static bool OnWorker();
+    // A thread that could not be created for a call from the host's side is raised to the caller as
+    // the standard library raises it ("thread constructor failed"): hosts were built to expect that.
+    // A worker never raises (that would end the process): there the operation fails instead, so this
+    // returns normally on a worker and the caller reports the failure.
+    static void RaiseStartFailureOffWorker();
     // Waits `ms` milliseconds; a worker asked to stop returns at once (or as soon as it is asked), with
     // false.
     static bool Pause(int ms);

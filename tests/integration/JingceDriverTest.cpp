@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <system_error>
+
 #include <atomic>
 #include <thread>
 
@@ -332,24 +335,42 @@ TEST_F(JingceDriver, Ok02WhoseZeroCalibrationThreadCannotStartStillFinishesTheMe
     EXPECT_FLOAT_EQ(float(driver.lv()), 120.5f);
 }
 
-TEST_F(JingceDriver, ZeroCalibrateWhoseThreadCannotStartFailsAndSendsNothing) {
+TEST_F(JingceDriver, ZeroCalibrateWhoseThreadCannotStartRaisesTheSystemErrorAndSendsNothing) {
     CDriverWorkers::FailNextStart();
-    EXPECT_EQ(driver.ZeroCalibrate(), RESULT_FAIL);
+    EXPECT_THROW(
+        {
+            try {
+                driver.ZeroCalibrate();
+            } catch (const std::system_error& error) {
+                EXPECT_NE(std::string(error.what()).find("thread constructor failed"), std::string::npos);
+                throw;
+            }
+        },
+        std::system_error);
     pumpEvents(300);
     EXPECT_EQ(sim.plainZeroCalibrationCount(), 0);
     EXPECT_EQ(watcher.count("zerocalibrated"), 0);
 }
 
-TEST_F(JingceDriver, MeasureWhoseThreadCannotStartTellsTheWatchersItFailed) {
+TEST_F(JingceDriver, MeasureWhoseThreadCannotStartRaisesTheSystemErrorAndSendsNothing) {
     sim.clearRecord();
     CDriverWorkers::FailNextStart();
-    EXPECT_EQ(driver.Measure(false), RESULT_FAIL);
-    // At once, on the caller's thread.
-    EXPECT_TRUE(failedOnceWith(RESULT_FAIL));
-    EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
+    EXPECT_THROW(
+        {
+            try {
+                driver.Measure(false);
+            } catch (const std::system_error& error) {
+                EXPECT_NE(std::string(error.what()).find("thread constructor failed"), std::string::npos);
+                throw;
+            }
+        },
+        std::system_error);
     EXPECT_FALSE(driver.IsMeasureSucced());
+    EXPECT_EQ(watcher.events().size(), 0u);
     pumpEvents(200);
     EXPECT_EQ(sim.countReceived("MDS"), 0);
+    // The driver is not left locked: the next measurement runs.
+    EXPECT_EQ(measure(false), QStringLiteral("finished"));
 }
 
 // A watcher that measures from inside the zero calibration's notification, on the thread it arrives
