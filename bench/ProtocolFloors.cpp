@@ -9,22 +9,6 @@
 #include <cmath>
 
 namespace {
-// The handshake each driver spends on an instrument that is not its own (nothing answers).
-int FailingHandshakeMs(int type) {
-    switch (type) {
-    case 0: // spectroradiometer: "STR,4" unanswered goes on to "RMTS,1", unanswered too; 3 x 100 ms each
-        return 2 * SilentExchangeMs(3, 100);
-    case 1: // colour analyser: "COM,1" unanswered, 20 x 50 ms
-        return SilentExchangeMs(20, 50);
-    case 2: // luminance meter: the first connect frame unanswered, 3 x 100 ms
-        return SilentExchangeMs(3, 100);
-    case 3: // Photo Research: "PHOTO" unanswered, 3 x 100 ms
-        return SilentExchangeMs(3, 100);
-    default:
-        return 0;
-    }
-}
-
 // The answered exchanges of each driver's own handshake: command and reply bytes.
 struct OwnExchange {
     int command;
@@ -80,7 +64,7 @@ double AnsweredExchangeOnLineMs(int commandBytes, int replyBytes, int baud, cons
 double DetectionFloorMs(int type, const LineModel& line) {
     double ms = 0;
     for (int before = 0; before < type; ++before)
-        ms += FailingHandshakeMs(before);
+        ms += SilentTrialMs(kInstrumentFamilies[before]);
     for (const OwnExchange& exchange : OwnExchanges(type))
         ms += AnsweredExchangeOnLineMs(exchange.command, exchange.reply, FamilyBaud(type), line);
     return ms;
@@ -90,7 +74,7 @@ QString DetectionFloorText(int type, const LineModel& line) {
     const bool lineTime = line.kind() != LineModel::Instant;
     QString text;
     for (int before = 0; before < type; ++before)
-        text += QString::number(FailingHandshakeMs(before)) + " + ";
+        text += QString::number(SilentTrialMs(kInstrumentFamilies[before])) + " + ";
     const QList<OwnExchange> own = OwnExchanges(type);
     if (!lineTime)
         return text + QString::number(own.size()) + " x " + QString::number(AnsweredExchangeMs());
@@ -127,13 +111,13 @@ double WorkerReadFloorMs(double firstMs, double lastMs, int waitMs) {
 int MeasureReadWaitMs(int type) {
     switch (type) {
     case 0:
-        return 1000; // "MEAS,1": reads of 10 x 1000 ms
+        return SpectroBudgets::kLong.waitMs; // "MEAS,1"
     case 1:
-        return 30; // "MES,1": reads of 1000 x 30 ms
+        return AnalyserBudgets::kMeasure.waitMs; // "MES,1"
     case 3:
-        return 1000; // "M1": polls of 1 x 1000 ms
+        return PhotoResearchBudgets::kPoll.waitMs; // "M1"
     case 4:
-        return 250; // "MES": reads of 500 x 250 ms
+        return JingceBudgets::kMeasure.waitMs; // "MES"
     default:
         return 0;
     }

@@ -1,18 +1,13 @@
 #pragma once
 
 #include "LineModel.h"
+#include "PortReadSlices.h"
 
 #include <QString>
 
 // What the protocol's own waits cost with an instrument that answers at once: the floor the library
 // is measured against. Every figure is built from the library's fixed read slices and the drivers'
 // read budgets, so a change of those constants shows up here and nowhere else.
-
-// One port read waits in 20 ms slices and tests for data only between them: a reply already there
-// costs one slice; nothing there costs all four.
-constexpr int kPortSliceMs = 20;
-constexpr int kPortSlices = 4;
-constexpr int kPortEmptyReadMs = kPortSlices * kPortSliceMs;
 
 // An exchange the instrument answers at once: the slice that finds the reply, then the read that
 // finds nothing more and so ends the reply.
@@ -33,11 +28,6 @@ double FirstSliceEndMs(double ms);
 // next expiry of its free-running latency timer after that, whose phase is any moment of the period
 // (the floor takes the mean over the phase).
 double AnsweredExchangeOnLineMs(int commandBytes, int replyBytes, int baud, const LineModel& line);
-
-// An exchange nobody answers: every try is an empty port read plus the wait after it.
-constexpr int SilentExchangeMs(int tries, int waitMs) {
-    return (tries < 1 ? 1 : tries) * (kPortEmptyReadMs + waitMs);
-}
 
 // Detection of the family with this type number: its own handshake answered at once, after every
 // driver tried before it has spent its budget on an instrument that does not answer it; every byte of

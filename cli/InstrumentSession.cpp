@@ -188,6 +188,7 @@ int InstrumentSession::detect() {
         m_info.givesXy = InstrumentFamilyCan(type, CapColour);
         m_info.givesTcp = m_options.tcp && InstrumentFamilyCan(type, CapColourTemperature);
         m_info.givesMeasureData = InstrumentFamilyCan(type, CapMeasureData);
+        m_info.polledReading = InstrumentFamilyCan(type, CapPolledReading);
         return Ok;
     }
 

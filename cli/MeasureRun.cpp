@@ -10,11 +10,6 @@
 #include <QEventLoop>
 #include <QTimer>
 
-namespace {
-const int kLuminanceType = 2;
-const int kSpectroType = 0;
-} // namespace
-
 MeasureRun::MeasureRun(const CliOptions& options, InstrumentSession& session, StatusConsole& console,
                        InterruptNotifier& interrupts, QObject* parent)
     : QObject(parent), m_options(options), m_session(session), m_console(console), m_interrupts(interrupts),
@@ -34,7 +29,7 @@ MeasureRun::MeasureRun(const CliOptions& options, InstrumentSession& session, St
     }
     // The luminance meter's outcome comes with its read-out (startLuminanceMeasurement); the others'
     // from the watcher.
-    if (session.instrument().type != kLuminanceType) {
+    if (!session.instrument().polledReading) {
         connect(session.watcher(), &HostWatcher::measureFinished, this, [this] {
             if (!m_measuring || m_outcome != Outcome::Pending)
                 return;
@@ -150,7 +145,7 @@ void MeasureRun::readColourValues(Reading* reading) {
     reading->x = data.x;
     reading->y = data.y;
     reading->Tcp = data.Tcp;
-    if (m_session.instrument().type != kSpectroType)
+    if (!m_session.instrument().givesMeasureData)
         return;
     double* v = reading->measureData;
     const unsigned long more = minolta->ReadMeasureData(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
@@ -196,7 +191,7 @@ Reading MeasureRun::measureOnce(int index) {
     m_luminance = 0.0;
     m_luminanceMeasureFailed = false;
     m_measuring = true;
-    if (info.type == kLuminanceType)
+    if (info.polledReading)
         startLuminanceMeasurement();
     else
         m_session.minolta()->Measure(info.givesTcp);
@@ -295,7 +290,7 @@ int MeasureRun::run() {
     if (m_leftWorkBehind) {
         // The library is still waiting for that reading on a thread of its own. A colour instrument's
         // worker leaves this thread free to sign off; the luminance meter's read-out holds the line.
-        if (info.type != kLuminanceType)
+        if (!info.polledReading)
             m_session.disconnect();
         return status;
     }

@@ -14,6 +14,7 @@ struct InstrumentInfo {
     bool givesXy = true;           // chromaticity (every family but the luminance meter)
     bool givesTcp = false;         // the colour temperature is read (asked for, and offered)
     bool givesMeasureData = false; // the seven values of ReadMeasureData (the spectroradiometer)
+    bool polledReading = false;    // measures on this thread, reading from ReadLastestData (luminance)
 };
 
 // One reading, or one failed attempt at it.

@@ -4,6 +4,7 @@
 #include "CmErrorEncode.h"
 #include "DriverSupport.h"
 #include "MinoltaVistor.h"
+#include "ReplyText.h"
 #include "SpectroProtocol.h"
 
 #include <QMutexLocker>
@@ -12,19 +13,7 @@
 
 namespace {
 
-// Reply budgets: reads of the channel (tries x interval in ms before the first byte).
-const int kProbeTries = 3;
-const int kRemoteOnTries = 3;
-const int kRemoteOffTries = 5;
-const int kShortWaitMs = 100;
-const int kLongTries = 10;
-const int kLongWaitMs = 1000;
-// Reads of one "MEDR" exchange before giving up on the instrument.
-const int kDataReadAttempts = 10;
-
-// Values the read operations take from "MEDR" replies.
-const int kLvXyValues = 3;
-const int kMeasureDataValues = 12;
+using namespace SpectroBudgets;
 
 // Rounds to single precision through memory. GCC 12 at -O2 folds the double-float-double round trip
 // of neighbouring values into nothing, which would keep more precision than the record carries.
@@ -41,7 +30,7 @@ CMinoltaVistor* watchers() {
 
 CChromameterMinolta::CChromameterMinolta()
     : m_nReserved(0), m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_dMeasure1(0.0), m_dMeasure2(0.0), m_dMeasure3(0.0),
-      m_dMeasure7(0.0), m_nLimitTimes(30) {
+      m_dMeasure7(0.0), m_nLimitTimes(kDefaultLimit) {
     m_bConnected = false;
     m_bMeasuring = false;
     m_bMeasureSucceed = false;
@@ -57,15 +46,15 @@ unsigned long CChromameterMinolta::Connect() {
     // the doubt for remote mode, but still reported as not recognised.
     unsigned long outcome = RESULT_FAIL;
     QByteArray reply;
-    if (DriverSendAndRead("STR,4\r", 6, kProbeTries, kShortWaitMs, &reply)) {
-        if (!DriverReplyText(reply).contains("ER00"))
+    if (DriverSendAndRead("STR,4\r", 6, kHandshake, &reply)) {
+        if (!ReplyText(reply).contains("ER00"))
             return RESULT_FAIL;
         outcome = RESULT_OK;
     }
 
     if (!DriverSend("RMTS,1\r\n", 8))
         return RESULT_FAIL;
-    if (!DriverRead(kRemoteOnTries, kShortWaitMs, &reply))
+    if (!DriverRead(kHandshake, &reply))
         return RESULT_FAIL;
     if (DriverReplyStatus(reply) != 0)
         return RESULT_FAIL;
@@ -78,7 +67,7 @@ unsigned long CChromameterMinolta::Connect() {
 unsigned long CChromameterMinolta::Disconnect() {
     unsigned long result = RESULT_FAIL;
     QByteArray reply;
-    if (DriverSendAndRead("RMTS,0\r\n", 8, kRemoteOffTries, kShortWaitMs, &reply) &&
+    if (DriverSendAndRead("RMTS,0\r\n", 8, kRemoteOff, &reply) &&
         DriverReplyStatus(reply) == 0) {
         m_bConnected = false;
         watchers()->NotifyAll_Disconnected();
@@ -119,7 +108,7 @@ unsigned long CChromameterMinolta::MeasureThread(void* self) {
         long long counter = static_cast<long long>(driver->m_nLimitTimes) + 1;
         while (counter != 1) {
             QByteArray reply;
-            const bool received = DriverRead(kLongTries, kLongWaitMs, &reply);
+            const bool received = DriverRead(kLong, &reply);
             --counter;
             if (received && SpectroIsMeasureCompletion(reply)) {
                 succeeded = counter > 1;
@@ -160,7 +149,7 @@ unsigned long CChromameterMinolta::MeasurementDataRead(char** data, int kind, in
 
     for (int attempt = 0; attempt < kDataReadAttempts; ++attempt) {
         QByteArray reply;
-        if (DriverRead(kLongTries, kLongWaitMs, &reply)) {
+        if (DriverRead(kLong, &reply)) {
             if (DriverReplyStatus(reply) != 0)
                 return RESULT_FAIL;
             // The last byte stays NUL so the copy is always a terminated string.
@@ -189,21 +178,22 @@ unsigned long CChromameterMinolta::ReadLvXy(SChromameterMeasureData& data) {
     }
 
     char* reply = nullptr;
-    if (MeasurementDataRead(&reply, 2, 0, 2) != RESULT_OK || !reply) {
+    if (MeasurementDataRead(&reply, SPECTRO_MEDR_COLORIMETRIC, 0, SPECTRO_MEDR_LVXY_BLOCK) != RESULT_OK || !reply) {
         delete[] reply;
         return RESULT_FAIL;
     }
-    const QList<double> values = SpectroReplyValues(QByteArray(reply));
+    SpectroLvXy values;
+    const bool parsed = SpectroParseLvXy(QByteArray(reply), &values);
     delete[] reply;
-    if (values.size() < kLvXyValues) {
+    if (!parsed) {
         // Nothing usable was read: later calls must ask the instrument again.
         m_bReaded = false;
         return RESULT_FAIL;
     }
 
-    const float x = toSingle(values[0]);
-    const float y = toSingle(values[1]);
-    const float lv = toSingle(values[2]);
+    const float x = toSingle(values.x);
+    const float y = toSingle(values.y);
+    const float lv = toSingle(values.Lv);
     data.x = x;
     data.y = y;
     data.Lv = lv;
@@ -216,24 +206,26 @@ unsigned long CChromameterMinolta::ReadLvXy(SChromameterMeasureData& data) {
 unsigned long CChromameterMinolta::ReadMeasureData(double& value1, double& value2, double& value3, double& Lv,
                                                    double& x, double& y, double& value7) {
     char* reply = nullptr;
-    if (MeasurementDataRead(&reply, 2, 0, 0) != RESULT_OK || !reply) {
+    if (MeasurementDataRead(&reply, SPECTRO_MEDR_COLORIMETRIC, 0, SPECTRO_MEDR_MEASURE_DATA_BLOCK) != RESULT_OK ||
+        !reply) {
         delete[] reply;
         return RESULT_FAIL;
     }
-    const QList<double> values = SpectroReplyValues(QByteArray(reply));
+    SpectroMeasureData values;
+    const bool parsed = SpectroParseMeasureData(QByteArray(reply), &values);
     delete[] reply;
-    if (values.size() < kMeasureDataValues) {
+    if (!parsed) {
         m_bReaded = false;
         return RESULT_FAIL;
     }
 
-    value1 = values[2];
-    value2 = values[3];
-    value3 = values[4];
-    Lv = values[1];
-    x = values[5];
-    y = values[6];
-    value7 = values[11];
+    value1 = values.value1;
+    value2 = values.value2;
+    value3 = values.value3;
+    Lv = values.Lv;
+    x = values.x;
+    y = values.y;
+    value7 = values.value7;
 
     m_dLv = Lv;
     m_dX = x;
@@ -246,14 +238,13 @@ unsigned long CChromameterMinolta::ReadMeasureData(double& value1, double& value
 }
 
 unsigned long CChromameterMinolta::ReadSpectralData(QList<float>& values, int& startNm, int& endNm) {
-    startNm = 380;
-    endNm = 780;
-    static const int kBlocks[4] = {1, 2, 3, 4};
-    for (int block : kBlocks) {
+    startNm = SPECTRO_SPECTRUM_START_NM;
+    endNm = SPECTRO_SPECTRUM_END_NM;
+    for (int block = 1; block <= SPECTRO_SPECTRAL_BLOCKS; ++block) {
         char* reply = nullptr;
         // Hosts have always received a failure here right after the first block and rely on it: the
         // test of the exchange's result stays the way round it has always been.
-        if (MeasurementDataRead(&reply, 1, 0, block) == RESULT_OK) {
+        if (MeasurementDataRead(&reply, SPECTRO_MEDR_SPECTRAL, 0, block) == RESULT_OK) {
             delete[] reply;
             return RESULT_FAIL;
         }

@@ -7,25 +7,19 @@
 
 namespace {
 
-// Read budgets (tries x wait in ms) of each exchange.
-const int kComOnTries = 20, kComOnWaitMs = 50;
-const int kConnectZeroTries = 300, kConnectZeroWaitMs = 100;
-const int kZeroTries = 100, kZeroWaitMs = 100;
-const int kComOffTries = 5, kComOffWaitMs = 100;
-const int kModeTries = 1000, kModeWaitMs = 30;
-const int kMeasureTries = 1000, kMeasureWaitMs = 30;
+using namespace AnalyserBudgets;
 
-const char kComOn[] = "COM,1\n";
-const char kComOff[] = "COM,0\n";
+const char kComOnCommand[] = "COM,1\n";
+const char kComOffCommand[] = "COM,0\n";
 const char kModeLvxy[] = "MDS,0\n";
 const char kModeTcp[] = "MDS,1\n";
-const ColourCommand kSignOff = {kComOff, 6, kComOffTries, kComOffWaitMs};
-const ColourCommand kMeasure = {"MES,1\n", 6, kMeasureTries, kMeasureWaitMs};
+const ColourCommand kSignOff = {kComOffCommand, 6, kComOff};
+const ColourCommand kMeasureCommand = {"MES,1\n", 6, kMeasure};
 
 } // namespace
 
 CChromameterMinoltaCas40::CChromameterMinoltaCas40()
-    : m_nReserved(0), m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_dTcp(0.0), m_nLimitTimes(10), m_bMeasureTcp(false) {
+    : m_nReserved(0), m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_dTcp(0.0), m_nLimitTimes(kDefaultLimit), m_bMeasureTcp(false) {
     // m_dTcp starts at 0 too: a record read before any colour-temperature measurement then carries a
     // defined value instead of whatever the memory held.
     m_nType = 1;
@@ -38,10 +32,10 @@ CChromameterMinoltaCas40::CChromameterMinoltaCas40()
 CChromameterMinoltaCas40::~CChromameterMinoltaCas40() {}
 
 unsigned long CChromameterMinoltaCas40::Connect() {
-    if (!DriverSend(kComOn, 6))
+    if (!DriverSend(kComOnCommand, 6))
         return RESULT_FAIL;
     QByteArray comReply;
-    if (!DriverRead(kComOnTries, kComOnWaitMs, &comReply))
+    if (!DriverRead(kComOn, &comReply))
         return RESULT_FAIL;
 
     // The instrument zero-calibrates as it enters remote mode; its answer only decides the result,
@@ -49,7 +43,7 @@ unsigned long CChromameterMinoltaCas40::Connect() {
     bool sent = false;
     QByteArray zeroReply;
     const bool zeroAnswered =
-        ColourDatedZeroCalibration('\n', kConnectZeroTries, kConnectZeroWaitMs, &sent, &zeroReply);
+        ColourDatedZeroCalibration('\n', kConnectZero, &sent, &zeroReply);
     const unsigned long outcome = (sent && zeroAnswered) ? RESULT_OK : RESULT_FAIL;
 
     if (DriverReplyStatus(comReply) != 0)
@@ -77,23 +71,23 @@ unsigned long CChromameterMinoltaCas40::MeasureThread(void* self) {
 }
 
 bool CChromameterMinoltaCas40::ChangeDisplayMode(const char* command) {
-    return ColourChangeDisplayMode(command, m_nLimitTimes, kModeTries, kModeWaitMs);
+    return ColourChangeDisplayMode(command, m_nLimitTimes, kMode);
 }
 
 bool CChromameterMinoltaCas40::DoMeasureLvxy() {
     // An "OK02" reply asks for a zero calibration first: it runs here, before the measurement ends.
-    return ColourMeasureLvxy(kMeasure, m_nLimitTimes, Cas40ParseLvxy, &m_dX, &m_dY, &m_dLv,
+    return ColourMeasureLvxy(kMeasureCommand, m_nLimitTimes, Cas40ParseLvxy, &m_dX, &m_dY, &m_dLv,
                              [this] { ZeroCalibrate(); });
 }
 
 bool CChromameterMinoltaCas40::DoMeasureTcp() {
-    return ColourMeasureTcp(kMeasure, m_nLimitTimes, Cas40ParseTcp, &m_dTcp, [this] { ZeroCalibrate(); });
+    return ColourMeasureTcp(kMeasureCommand, m_nLimitTimes, Cas40ParseTcp, &m_dTcp, [this] { ZeroCalibrate(); });
 }
 
 unsigned long CChromameterMinoltaCas40::ZeroCalibrate() {
     bool sent = false;
     QByteArray reply;
-    const bool answered = ColourDatedZeroCalibration('\n', kZeroTries, kZeroWaitMs, &sent, &reply);
+    const bool answered = ColourDatedZeroCalibration('\n', kZero, &sent, &reply);
     return (sent && answered) ? RESULT_OK : RESULT_FAIL;
 }
 

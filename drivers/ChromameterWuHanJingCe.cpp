@@ -9,27 +9,20 @@
 
 namespace {
 
-// Read budgets (tries x wait in ms) of each exchange.
-const int kComOffTries = 3, kComOffWaitMs = 100;
-const int kComOnTries = 3, kComOnWaitMs = 100;
-const int kConnectZeroTries = 100, kConnectZeroWaitMs = 100;
-const int kZeroTries = 100, kZeroWaitMs = 100;
-const int kSignOffTries = 5, kSignOffWaitMs = 100;
-const int kModeTries = 100, kModeWaitMs = 100;
-const int kMeasureTries = 500, kMeasureWaitMs = 250;
+using namespace JingceBudgets;
 
 const char kComOn[] = "COM,1\r";
 const char kComOff[] = "COM,0\r";
-const char kZero[] = "ZRC\r";
+const char kZeroCommand[] = "ZRC\r";
 const char kModeLvxy[] = "MDS,0\r";
 const char kModeTcp[] = "MDS,1\r";
-const ColourCommand kSignOff = {kComOff, 6, kSignOffTries, kSignOffWaitMs};
-const ColourCommand kMeasure = {"MES\r", 4, kMeasureTries, kMeasureWaitMs};
+const ColourCommand kSignOffCommand = {kComOff, 6, kSignOff};
+const ColourCommand kMeasureCommand = {"MES\r", 4, kMeasure};
 
 } // namespace
 
 CChromameterWuHanJingCe::CChromameterWuHanJingCe()
-    : m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_dTcp(0.0), m_nReserved(0), m_nLimitTimes(10), m_bReserved(false),
+    : m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_dTcp(0.0), m_nReserved(0), m_nLimitTimes(kDefaultLimit), m_bReserved(false),
       m_bMeasureTcp(false) {
     m_nType = 4;
     m_bConnected = false;
@@ -44,17 +37,17 @@ unsigned long CChromameterWuHanJingCe::Connect() {
     // Leaving remote mode first resets an instrument left in it; whether it answers only shows in
     // the result.
     const unsigned long comOffOutcome =
-        DriverSendAndRead(kComOff, 6, kComOffTries, kComOffWaitMs, nullptr) ? RESULT_OK : RESULT_FAIL;
+        DriverSendAndRead(kComOff, 6, kHandshake, nullptr) ? RESULT_OK : RESULT_FAIL;
 
     if (!DriverSend(kComOn, 6))
         return RESULT_FAIL;
-    if (!DriverRead(kComOnTries, kComOnWaitMs, nullptr))
+    if (!DriverRead(kHandshake, nullptr))
         return RESULT_FAIL;
 
     bool sent = false;
     QByteArray zeroReply;
     const bool zeroAnswered =
-        ColourDatedZeroCalibration('\r', kConnectZeroTries, kConnectZeroWaitMs, &sent, &zeroReply);
+        ColourDatedZeroCalibration('\r', kConnectZero, &sent, &zeroReply);
     const unsigned long outcome = zeroAnswered ? comOffOutcome : RESULT_FAIL;
 
     // This instrument proves itself by its zero-calibration answer.
@@ -67,7 +60,7 @@ unsigned long CChromameterWuHanJingCe::Connect() {
 }
 
 unsigned long CChromameterWuHanJingCe::Disconnect() {
-    return ColourSignOffAndRelease(kSignOff, &m_bConnected);
+    return ColourSignOffAndRelease(kSignOffCommand, &m_bConnected);
 }
 
 unsigned long CChromameterWuHanJingCe::Measure(bool bTcp) {
@@ -99,7 +92,7 @@ unsigned long CChromameterWuHanJingCe::ZeroCalibrateThread(void* self) {
     bool answered;
     {
         QMutexLocker locker(&driver->m_mutex);
-        answered = DriverSendAndRead(kZero, 4, kZeroTries, kZeroWaitMs, &reply);
+        answered = DriverSendAndRead(kZeroCommand, 4, kZero, &reply);
     }
     const unsigned long result = answered ? RESULT_OK : RESULT_FAIL;
     // A zero calibration that failed is reported to nobody. The watchers are told with the lock
@@ -110,18 +103,18 @@ unsigned long CChromameterWuHanJingCe::ZeroCalibrateThread(void* self) {
 }
 
 bool CChromameterWuHanJingCe::ChangeDisplayMode(const char* command) {
-    return ColourChangeDisplayMode(command, m_nLimitTimes, kModeTries, kModeWaitMs);
+    return ColourChangeDisplayMode(command, m_nLimitTimes, kMode);
 }
 
 bool CChromameterWuHanJingCe::DoMeasureLvxy() {
     m_bMeasuring = true;
     // An "OK02" reply only starts the zero calibration; the measurement goes on.
-    return ColourMeasureLvxy(kMeasure, m_nLimitTimes, JingceParseLvxy, &m_dX, &m_dY, &m_dLv,
+    return ColourMeasureLvxy(kMeasureCommand, m_nLimitTimes, JingceParseLvxy, &m_dX, &m_dY, &m_dLv,
                              [this] { ZeroCalibrate(); });
 }
 
 bool CChromameterWuHanJingCe::DoMeasureTcp() {
-    return ColourMeasureTcp(kMeasure, m_nLimitTimes, JingceParseTcp, &m_dTcp, [this] { ZeroCalibrate(); });
+    return ColourMeasureTcp(kMeasureCommand, m_nLimitTimes, JingceParseTcp, &m_dTcp, [this] { ZeroCalibrate(); });
 }
 
 double CChromameterWuHanJingCe::ReadLastestData() {

@@ -14,10 +14,10 @@
 
 namespace {
 
-bool waitForReply(int limitTimes, bool boundary, int tries, int waitMs,
+bool waitForReply(int limitTimes, bool boundary, ReadBudget budget,
                   const std::function<bool(const QByteArray&)>& decide) {
     ColourReplyLoopSteps steps;
-    steps.read = [tries, waitMs](QByteArray* reply) { return DriverRead(tries, waitMs, reply); };
+    steps.read = [budget](QByteArray* reply) { return DriverRead(budget, reply); };
     // A worker asked to stop reads no more, as if the port were gone.
     steps.portConnected = [] { return DriverPortConnected() && !CDriverWorkers::StopRequested(); };
     steps.decide = decide;
@@ -26,10 +26,10 @@ bool waitForReply(int limitTimes, bool boundary, int tries, int waitMs,
 
 } // namespace
 
-bool ColourChangeDisplayMode(const char* command, int limitTimes, int tries, int waitMs) {
+bool ColourChangeDisplayMode(const char* command, int limitTimes, ReadBudget budget) {
     if (!DriverSend(command, int(std::strlen(command))))
         return false;
-    return waitForReply(limitTimes, false, tries, waitMs,
+    return waitForReply(limitTimes, false, budget,
                         [](const QByteArray& reply) { return ColourReplyContains(reply, "OK00"); });
 }
 
@@ -37,7 +37,7 @@ bool ColourMeasureExchange(const ColourCommand& measure, int limitTimes,
                            const std::function<bool(const QByteArray&)>& decide) {
     if (!DriverSend(measure.bytes, measure.length))
         return false;
-    return waitForReply(limitTimes, true, measure.tries, measure.waitMs, decide);
+    return waitForReply(limitTimes, true, measure.budget, decide);
 }
 
 bool ColourMeasureLvxy(const ColourCommand& measure, int limitTimes,
@@ -58,19 +58,19 @@ bool ColourMeasureTcp(const ColourCommand& measure, int limitTimes, bool (*parse
     });
 }
 
-bool ColourDatedZeroCalibration(char terminator, int tries, int waitMs, bool* sent, QByteArray* reply) {
+bool ColourDatedZeroCalibration(char terminator, ReadBudget budget, bool* sent, QByteArray* reply) {
     const QByteArray command = ColourZeroCalibrationCommand(QDateTime::currentDateTime(), terminator);
     reply->clear();
     *sent = DriverSend(command.constData(), command.size());
     if (!*sent)
         return false;
-    return DriverRead(tries, waitMs, reply);
+    return DriverRead(budget, reply);
 }
 
 unsigned long ColourSignOffAndRelease(const ColourCommand& signOff, bool* connected) {
     unsigned long result = RESULT_FAIL;
     QByteArray reply;
-    if (DriverSendAndRead(signOff.bytes, signOff.length, signOff.tries, signOff.waitMs, &reply) &&
+    if (DriverSendAndRead(signOff.bytes, signOff.length, signOff.budget, &reply) &&
         DriverReplyStatus(reply) == 0) {
         *connected = false;
         CMinoltaVistor::GetInstance()->NotifyAll_Disconnected();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ReadBudget.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -13,14 +15,13 @@ struct SChromameterMeasureData;
 
 // Sends the display-mode command (NUL-terminated, sent with its length) and waits for the first
 // reply: true if it holds "OK00" anywhere. No success boundary: "OK00" on the last read still counts.
-bool ColourChangeDisplayMode(const char* command, int limitTimes, int tries, int waitMs);
+bool ColourChangeDisplayMode(const char* command, int limitTimes, ReadBudget budget);
 
 // A command of the family (sent without its NUL) and the read budget of each reply read.
 struct ColourCommand {
     const char* bytes;
     int length;
-    int tries;
-    int waitMs;
+    ReadBudget budget;
 };
 
 // Sends a measure command once, then the reply-wait loop with the success boundary; `decide` parses
@@ -40,7 +41,7 @@ bool ColourMeasureTcp(const ColourCommand& measure, int limitTimes, bool (*parse
 // Builds the zero-calibration command from the current local date and time, sends it and, if it
 // was sent, reads its reply. *sent tells whether the command went out; the result whether a reply
 // arrived (then in *reply).
-bool ColourDatedZeroCalibration(char terminator, int tries, int waitMs, bool* sent, QByteArray* reply);
+bool ColourDatedZeroCalibration(char terminator, ReadBudget budget, bool* sent, QByteArray* reply);
 
 // Disconnect of the colour drivers: an "OK00" answer to the sign-off disconnects the driver and tells
 // the watchers (RESULT_OK); any other outcome is RESULT_FAIL. The port is closed in every case and

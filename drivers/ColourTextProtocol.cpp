@@ -1,12 +1,16 @@
 #include "ColourTextProtocol.h"
 
-QString ColourReplyText(const QByteArray& reply) {
-    const int nul = reply.indexOf('\0');
-    return QString::fromLatin1(nul < 0 ? reply : reply.left(nul));
+#include "ReplyText.h"
+
+namespace {
+// The reply as the drivers read it as text: ASCII up to its first NUL.
+QString replyString(const QByteArray& reply) {
+    return QString::fromLatin1(ReplyText(reply));
 }
+} // namespace
 
 bool ColourReplyContains(const QByteArray& reply, const char* word) {
-    return ColourReplyText(reply).contains(QLatin1String(word), Qt::CaseSensitive);
+    return replyString(reply).contains(QLatin1String(word), Qt::CaseSensitive);
 }
 
 QStringList ColourCutFields(const QString& text) {
@@ -69,7 +73,7 @@ bool ColourDecideMeasureReply(const QByteArray& reply, const std::function<bool(
                               std::initializer_list<double*> values, bool ok04IsSuccess,
                               const std::function<void()>& zeroCalibrate) {
     const bool reading = ColourReplyContains(reply, "OK00");
-    if (reading && parse(ColourReplyText(reply)))
+    if (reading && parse(replyString(reply)))
         return true;
     // No reading came back: a value read earlier must not pass for this measurement's.
     for (double* value : values)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ReadBudget.h"
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
@@ -11,11 +13,36 @@
 // The text protocol that the colour analyser and the Jingce colorimeter share ("COM", "ZRC", "MDS",
 // "MES" commands answered by "OK00" / "ERnn" replies), as free functions that need no port.
 
+// How long the colour analyser waits for each reply.
+namespace AnalyserBudgets {
+constexpr ReadBudget kComOn = {20, 50};
+// The zero calibration run while entering remote mode, and one asked for later.
+constexpr ReadBudget kConnectZero = {300, 100};
+constexpr ReadBudget kZero = {100, 100};
+constexpr ReadBudget kComOff = {5, 100};
+// Each read of "MDS" and of "MES,1".
+constexpr ReadBudget kMode = {1000, 30};
+constexpr ReadBudget kMeasure = {1000, 30};
+// Reads of one "MDS" or "MES" exchange until SetLimitTimes says otherwise.
+constexpr int kDefaultLimit = 10;
+} // namespace AnalyserBudgets
+
+// How long the Jingce colorimeter waits for each reply.
+namespace JingceBudgets {
+// "COM,0" and then "COM,1", the handshake.
+constexpr ReadBudget kHandshake = {3, 100};
+constexpr ReadBudget kConnectZero = {100, 100};
+constexpr ReadBudget kZero = {100, 100};
+// "COM,0" of the sign-off.
+constexpr ReadBudget kSignOff = {5, 100};
+constexpr ReadBudget kMode = {100, 100};
+constexpr ReadBudget kMeasure = {500, 250};
+constexpr int kDefaultLimit = 10;
+} // namespace JingceBudgets
+
 // A reply field list is usable only with more than seven fields.
 static const int COLOUR_MIN_REPLY_FIELDS = 8;
 
-// The reply as the drivers read it as text: ASCII up to its first NUL.
-QString ColourReplyText(const QByteArray& reply);
 // Whether the reply holds `word` ("OK00", "OK04", "OK02") anywhere, case-sensitively.
 bool ColourReplyContains(const QByteArray& reply, const char* word);
 

@@ -40,11 +40,6 @@ int64_t DriverReplyStatus(const QByteArray& reply) {
     return CM_ERROR_ENCODE(word);
 }
 
-QByteArray DriverReplyText(const QByteArray& reply) {
-    const int nul = reply.indexOf('\0');
-    return nul < 0 ? reply : reply.left(nul);
-}
-
 bool DriverPortConnected() {
     return CChromameterDetector::GetInstance()->m_port.IsPortConnect();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DriverWorkers.h"
+#include "ReadBudget.h"
 
 #include <QByteArray>
 
@@ -17,11 +18,16 @@ bool DriverSend(const char* command, int length);
 bool DriverRead(int tries, int waitMs, QByteArray* reply);
 // DriverSend then, if it succeeded, DriverRead.
 bool DriverSendAndRead(const char* command, int length, int tries, int waitMs, QByteArray* reply);
+// The same with a family's named budget.
+inline bool DriverRead(ReadBudget budget, QByteArray* reply) {
+    return DriverRead(budget.tries, budget.waitMs, reply);
+}
+inline bool DriverSendAndRead(const char* command, int length, ReadBudget budget, QByteArray* reply) {
+    return DriverSendAndRead(command, length, budget.tries, budget.waitMs, reply);
+}
 // The status word of a text reply as CM_ERROR_ENCODE numbers it; a reply shorter than four bytes is
 // looked at with NUL padding, as it stands in a zero-filled reply buffer.
 int64_t DriverReplyStatus(const QByteArray& reply);
-// The reply as the drivers look at it as text: ASCII up to its first NUL.
-QByteArray DriverReplyText(const QByteArray& reply);
 // Whether the detector's port still counts as connected (a vanished device makes this false).
 bool DriverPortConnected();
 // Closes the detector's port.

@@ -5,11 +5,23 @@
 // judged over its first 200 bytes. The pieces below are inline because the instrument simulator
 // builds and reads the very same frames without linking the driver library.
 
+#include "ReadBudget.h"
+
 #include <QByteArray>
 
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
+
+// How long the luminance meter's driver waits for each reply: an exchange's answer comes at once; a
+// status reply may take a little longer.
+namespace LuminanceBudgets {
+constexpr ReadBudget kReply = {3, 100};
+constexpr ReadBudget kStatus = {3, 200};
+// Polling rounds before the read-out gives up waiting for a successful one, and the pause after each.
+constexpr int kPollingAttempts = 2;
+constexpr int kAfterPollingMs = 100;
+} // namespace LuminanceBudgets
 
 static const int LUMINANCE_COMMAND_SIZE = 100;
 static const int LUMINANCE_REPLY_SIZE = 200;

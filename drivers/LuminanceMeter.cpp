@@ -11,16 +11,10 @@
 #include <thread>
 
 namespace {
-// Reply budgets: an exchange's answer comes at once; a status reply may take a little longer.
-const int kReplyTries = 3;
-const int kReplyWaitMs = 100;
-const int kStatusTries = 3;
-const int kStatusWaitMs = 200;
+using namespace LuminanceBudgets;
+
 // Status replies read after each status request.
 const int kStatusRepliesPerRequest = 2;
-// Polling rounds before the read-out gives up waiting for a successful one.
-const int kPollingAttempts = 2;
-const int kAfterPollingMs = 100;
 // Read-out parts sent without reading their answers (parts 2 to 4).
 const int kStaleReadOutReplies = 3;
 
@@ -57,7 +51,7 @@ void CLuminanceMeter::DrainStaleReplies() {
     int taken = 0;
     QByteArray stale;
     while (taken < kStaleReadOutReplies * LUMINANCE_REPLY_SIZE &&
-           DriverRead(kReplyTries, kReplyWaitMs, &stale))
+           DriverRead(kReply, &stale))
         taken += stale.size();
 }
 
@@ -69,7 +63,7 @@ unsigned long CLuminanceMeter::DoExcute(char (*commands)[100], char (*replies)[2
         if (!DriverSend(commands[i], LUMINANCE_COMMAND_SIZE))
             return RESULT_FAIL;
         QByteArray reply;
-        if (!DriverRead(kReplyTries, kReplyWaitMs, &reply))
+        if (!DriverRead(kReply, &reply))
             return RESULT_FAIL;
         // Byte for byte, zero padding included; whatever follows the 200th byte is not looked at.
         if (!LuminanceReplyMatches(reply, replies[i]))
@@ -118,7 +112,7 @@ unsigned long CLuminanceMeter::Polling() {
         sent = DriverSend(command, LUMINANCE_COMMAND_SIZE);
         for (int n = 0; n < kStatusRepliesPerRequest; ++n) {
             QByteArray reply;
-            if (!DriverRead(kStatusTries, kStatusWaitMs, &reply)) {
+            if (!DriverRead(kStatus, &reply)) {
                 lost = !DriverPortConnected();
                 break;
             }
@@ -151,7 +145,7 @@ double CLuminanceMeter::ReadLastestData() {
     bool failed = !DriverSend(tables.readCommands[0], LUMINANCE_COMMAND_SIZE);
     double reading = 0.0;
     QByteArray reply;
-    if (!DriverRead(kReplyTries, kReplyWaitMs, &reply)) {
+    if (!DriverRead(kReply, &reply)) {
         failed = true;
     } else if (!LuminanceReplyMatches(reply, tables.readFirstReply)) {
         // A reply too short to hold the reading brings none back.

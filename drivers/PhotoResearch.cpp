@@ -8,12 +8,7 @@
 #include <QThread>
 
 namespace {
-// Budgets of the replies: the greeting and a stored result come at once; a measurement is polled
-// once a second, m_nLimitTimes times at most.
-const int kAnswerTries = 3;
-const int kAnswerWaitMs = 100;
-const int kPollTries = 1;
-const int kPollWaitMs = 1000;
+using namespace PhotoResearchBudgets;
 
 const char kEnterRemote[] = "PHOTO";
 const char kMeasure[] = "M1\n";
@@ -22,7 +17,7 @@ const char kQuit[] = "Q";
 const unsigned long kQuitDrainMs = 50;
 } // namespace
 
-CPhotoResearch::CPhotoResearch() : m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_nLimitTimes(10) {
+CPhotoResearch::CPhotoResearch() : m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_nLimitTimes(kDefaultLimit) {
     m_bConnected = false;
     m_bMeasuring = false;
     m_bMeasureSucceed = false;
@@ -50,7 +45,7 @@ unsigned long CPhotoResearch::Connect() {
         return sent;
 
     QByteArray reply;
-    const bool read = DriverRead(kAnswerTries, kAnswerWaitMs, &reply);
+    const bool read = DriverRead(kAnswer, &reply);
     if (!PhotoResearchIsRemoteModeGreeting(reply))
         return RESULT_FAIL;
     const unsigned long result = read ? RESULT_OK : RESULT_FAIL;
@@ -103,7 +98,7 @@ unsigned long CPhotoResearch::MeasureThread(void* param) {
     int budget = self->m_nLimitTimes;
     if (budget != 0) {
         for (;;) {
-            if (DriverRead(kPollTries, kPollWaitMs, &reply)) {
+            if (DriverRead(kPoll, &reply)) {
                 replied = true;
                 break;
             }
@@ -161,7 +156,7 @@ unsigned long CPhotoResearch::ReadLvXy(SChromameterMeasureData& data) {
         if (sent != RESULT_OK)
             return sent;
         QByteArray reply;
-        if (!DriverRead(kAnswerTries, kAnswerWaitMs, &reply))
+        if (!DriverRead(kAnswer, &reply))
             return RESULT_FAIL;
         if (DealResultData(reply.constData(), kReadData) != RESULT_OK)
             return RESULT_FAIL;

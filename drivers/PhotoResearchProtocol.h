@@ -1,6 +1,18 @@
 #pragma once
 
+#include "ReadBudget.h"
+
 #include <QByteArray>
+
+// How long the driver waits for each reply: the greeting and a stored result come at once; a
+// measurement is polled once a second, the limit's number of times at most.
+namespace PhotoResearchBudgets {
+// "PHOTO" and "D1".
+constexpr ReadBudget kAnswer = {3, 100};
+// Each poll after "M1".
+constexpr ReadBudget kPoll = {1, 1000};
+constexpr int kDefaultLimit = 10;
+} // namespace PhotoResearchBudgets
 
 // What the Photo Research instrument says when it enters remote mode; only these first 12 bytes of
 // its answer to "PHOTO" count, whatever follows them.

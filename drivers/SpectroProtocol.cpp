@@ -1,5 +1,7 @@
 #include "SpectroProtocol.h"
 
+#include "ReplyText.h"
+
 #include <QString>
 
 #include <cstdio>
@@ -71,8 +73,7 @@ double SpectroAtof(const char* text) {
 
 QList<double> SpectroReplyValues(const QByteArray& reply) {
     QList<double> values;
-    const int nul = reply.indexOf('\0');
-    const QByteArray text = nul < 0 ? reply : reply.left(nul);
+    const QByteArray text = ReplyText(reply);
     bool status = true;
     for (const QByteArray& token : text.split(',')) {
         if (token.isEmpty())
@@ -87,8 +88,7 @@ QList<double> SpectroReplyValues(const QByteArray& reply) {
 }
 
 void SpectroAppendSpectralBlock(const QByteArray& reply, QList<float>& values) {
-    const int nul = reply.indexOf('\0');
-    QString rest = QString::fromLatin1(nul < 0 ? reply : reply.left(nul));
+    QString rest = QString::fromLatin1(ReplyText(reply));
     const int status = rest.indexOf(QLatin1Char(','));
     if (status < 0)
         return;
@@ -101,4 +101,20 @@ void SpectroAppendSpectralBlock(const QByteArray& reply, QList<float>& values) {
     }
     if (!rest.isEmpty())
         values.append(rest.toFloat());
+}
+
+bool SpectroParseLvXy(const QByteArray& reply, SpectroLvXy* values) {
+    const QList<double> v = SpectroReplyValues(reply);
+    if (v.size() < 3)
+        return false;
+    *values = {v[0], v[1], v[2]};
+    return true;
+}
+
+bool SpectroParseMeasureData(const QByteArray& reply, SpectroMeasureData* values) {
+    const QList<double> v = SpectroReplyValues(reply);
+    if (v.size() < 12)
+        return false;
+    *values = {v[2], v[3], v[4], v[1], v[5], v[6], v[11]};
+    return true;
 }

@@ -1,10 +1,37 @@
 #pragma once
 
+#include "ReadBudget.h"
+
 #include <QByteArray>
 #include <QList>
 
 // Text protocol of the Minolta spectroradiometer: pieces that need no port, so that they can be
 // checked and fuzzed on their own. Every reply starts with a four-character status ("OK00", "ERnn").
+
+// How long the driver waits for each reply.
+namespace SpectroBudgets {
+// "STR,4" and "RMTS,1", the handshake.
+constexpr ReadBudget kHandshake = {3, 100};
+// "RMTS,0", the sign-off.
+constexpr ReadBudget kRemoteOff = {5, 100};
+// Each read of "MEAS,1" and of "MEDR".
+constexpr ReadBudget kLong = {10, 1000};
+// Reads of one "MEDR" exchange before giving up on the instrument.
+constexpr int kDataReadAttempts = 10;
+// Reads of one "MEAS,1" until SetLimitTimes says otherwise.
+constexpr int kDefaultLimit = 30;
+} // namespace SpectroBudgets
+
+// The "MEDR" arguments: colorimetric values or a block of the spectrum.
+constexpr int SPECTRO_MEDR_COLORIMETRIC = 2;
+constexpr int SPECTRO_MEDR_SPECTRAL = 1;
+// The colorimetric replies: "MEDR,2,0,2" carries x, y, Lv; "MEDR,2,0,0" the seven values.
+constexpr int SPECTRO_MEDR_LVXY_BLOCK = 2;
+constexpr int SPECTRO_MEDR_MEASURE_DATA_BLOCK = 0;
+// The spectrum comes in blocks 1 to 4 of "MEDR,1,0,n" and spans 380 to 780 nm.
+constexpr int SPECTRO_SPECTRAL_BLOCKS = 4;
+constexpr int SPECTRO_SPECTRUM_START_NM = 380;
+constexpr int SPECTRO_SPECTRUM_END_NM = 780;
 
 // The "MEDR" command with its three integer arguments, as sent: "MEDR,a,b,c\r\n". Formatted into a
 // 20-byte buffer as the instrument's command buffer is, so an absurdly long text is cut, never overrun.
@@ -29,3 +56,26 @@ QList<double> SpectroReplyValues(const QByteArray& reply);
 // white space around it ignored). An empty field ends the split: the whole remaining text is then
 // converted as one last value. A reply without a comma carries no values.
 void SpectroAppendSpectralBlock(const QByteArray& reply, QList<float>& values);
+
+// The values of a "MEDR,2,0,2" reply: value 0 is x, value 1 is y, value 2 is Lv. False (the record
+// untouched) when the reply carries fewer than three values.
+struct SpectroLvXy {
+    double x;
+    double y;
+    double Lv;
+};
+bool SpectroParseLvXy(const QByteArray& reply, SpectroLvXy* values);
+
+// The seven outputs of ReadMeasureData from a "MEDR,2,0,0" reply: values 2, 3, 4 are the first
+// three, value 1 is Lv, values 5 and 6 are x and y, value 11 is the seventh. False (the record
+// untouched) when the reply carries fewer than twelve values.
+struct SpectroMeasureData {
+    double value1;
+    double value2;
+    double value3;
+    double Lv;
+    double x;
+    double y;
+    double value7;
+};
+bool SpectroParseMeasureData(const QByteArray& reply, SpectroMeasureData* values);

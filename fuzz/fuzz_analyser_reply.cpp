@@ -4,6 +4,7 @@
 
 #include "FuzzCheck.h"
 #include "drivers/ColourTextProtocol.h"
+#include "drivers/ReplyText.h"
 
 #include <QString>
 #include <QStringList>
@@ -73,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const QByteArray textPart = FuzzTextPart(reply);
 
     // The driver reads a reply as ASCII text up to its first NUL.
-    const QString text = ColourReplyText(reply);
+    const QString text = QString::fromLatin1(ReplyText(reply));
     FUZZ_CHECK(text.size() == textPart.size());
     FUZZ_CHECK(text == QString::fromLatin1(textPart));
 

@@ -3,6 +3,7 @@
 
 #include "FuzzCheck.h"
 #include "drivers/ColourTextProtocol.h"
+#include "drivers/ReplyText.h"
 
 #include <QString>
 #include <QStringList>
@@ -60,7 +61,7 @@ void checkTcp(const QString& text) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const QByteArray reply = FuzzReply(data, size);
     // As the driver hands it over: the text up to the first NUL.
-    const QString text = ColourReplyText(reply);
+    const QString text = QString::fromLatin1(ReplyText(reply));
     checkLvxy(text);
     checkTcp(text);
     // And as raw text that still holds NUL bytes and everything after them.

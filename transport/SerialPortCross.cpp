@@ -1,6 +1,8 @@
 #include "SerialPortCross.h"
 
 #include "ChromameterCommand.h"
+#include "PortReadSlices.h"
+#include "ReplyText.h"
 
 #include <QDebug>
 #include <QEventLoop>
@@ -24,6 +26,7 @@ namespace {
 // periods, room for USB frame jitter and a briefly busy port thread, and still below the 80 ms of
 // silence after which a read ends empty and the command channel takes a reply as complete.
 const qint64 kReplyPauseMs = 50;
+static_assert(kReplyPauseMs < kPortEmptyReadMs, "a pause inside a reply must not end a read");
 // Before the first chunk, the last one arrived long before anything could follow it.
 const qint64 kLongAgoMs = -1000000;
 
@@ -32,10 +35,9 @@ const qint64 kLongAgoMs = -1000000;
 // what comes beyond it is dropped and logged.
 const int kReceiveBufferLimit = 2 * CHROMAMETER_REPLY_SIZE;
 
-// The text of a chunk as the diagnostics show it: its bytes up to the first NUL.
+// The text of a chunk as the diagnostics show it.
 QString chunkText(const QByteArray& chunk) {
-    const int nul = chunk.indexOf('\0');
-    return QString::fromLatin1(nul < 0 ? chunk : chunk.left(nul));
+    return QString::fromLatin1(ReplyText(chunk));
 }
 } // namespace
 
@@ -156,11 +158,11 @@ unsigned int SerialPortCross::Read(void* lpBuf, unsigned int, unsigned int capac
         qDebug() << "no isOpen";
         return 0;
     }
-    // Coarse waiting by design: the flag is looked at only between 20 ms slices.
+    // Coarse waiting by design: the flag is looked at only between slices.
     m_readingThread.store(QThread::currentThreadId());
-    for (int slice = 0; slice < 4; ++slice) {
+    for (int slice = 0; slice < kPortSlices; ++slice) {
         QEventLoop loop;
-        QTimer::singleShot(20, &loop, SLOT(quit()));
+        QTimer::singleShot(kPortSliceMs, &loop, SLOT(quit()));
         loop.exec();
         QMutexLocker recvLock(&m_recvMutex);
         if (m_bReadyRead)

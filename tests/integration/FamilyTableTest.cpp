@@ -435,7 +435,8 @@ TEST(FamilyTable, CapabilitiesOfTheFamilyTableAgreeWithTheGuide) {
                   {CapColourTemperature, TcpCol},
                   {CapMeasureData, SevenValuesCol},
                   {CapSpectrum, SpectrumCol},
-                  {CapZeroCalibration, ZeroCol}};
+                  {CapZeroCalibration, ZeroCol},
+                  {CapPolledReading, LatestCol}};
     for (const InstrumentFamily& family : kInstrumentFamilies) {
         const QStringList row = rowOf(table, QString::fromLatin1(family.name));
         ASSERT_EQ(row.size(), int(ColumnCount)) << family.name;
@@ -444,6 +445,10 @@ TEST(FamilyTable, CapabilitiesOfTheFamilyTableAgreeWithTheGuide) {
             EXPECT_EQ(InstrumentFamilyCan(family.type, check.capability), guideSaysYes)
                 << family.name << " / " << kHeaders[check.column];
         }
+        // A polled reading is taken during Measure itself, on the caller's thread.
+        EXPECT_EQ(InstrumentFamilyCan(family.type, CapPolledReading),
+                  row[MeasureCol].contains(QStringLiteral("on the caller's thread")))
+            << family.name << " / " << kHeaders[MeasureCol];
     }
 }
 

@@ -6,6 +6,7 @@
 // that pull the adapter at a chosen moment.
 
 #include "IMinolta.h"
+#include "InstrumentFamilies.h"
 #include "InstrumentModel.h"
 #include "LineParams.h"
 #include "TestSupport.h"
@@ -25,62 +26,70 @@
 
 // What a silent instrument costs each driver, in milliseconds. A reply read with `tries` and `waitMs`
 // makes one port read (at most four 20 ms slices) and one sleep of `waitMs` per try while nothing
-// arrives; the values mirror the drivers' own constants.
+// arrives; the budgets are the drivers' own, from their protocol headers and the family table.
 namespace FaultBudget {
 
-// One read of the serial port: at most four 20 ms slices.
-constexpr int kPortReadMs = 80;
+// One read of the serial port that finds nothing.
+constexpr int kPortReadMs = kPortEmptyReadMs;
 
 // The longest a reply read waits when nothing arrives.
 constexpr int silentReadMs(int tries, int waitMs) {
-    return tries * (kPortReadMs + waitMs);
+    return SilentReadMs({tries, waitMs});
 }
 // What it sleeps at the least (the port reads may be cut short; the sleeps are not).
 constexpr int sleptMs(int tries, int waitMs) {
-    return tries * waitMs;
+    return SilentReadSleptMs({tries, waitMs});
 }
 
 // Minolta spectroradiometer.
-constexpr int kSpectroShortTries = 3, kSpectroShortWaitMs = 100; // "STR,4", "RMTS,1"
-constexpr int kSpectroLongTries = 10, kSpectroLongWaitMs = 1000; // each read of "MEAS", "MEDR"
-constexpr int kSpectroDataReadAttempts = 10;                     // reads of one "MEDR"
-constexpr int kSpectroDefaultLimit = 30;                         // reads of one "MEAS"
+constexpr int kSpectroShortTries = SpectroBudgets::kHandshake.tries; // "STR,4", "RMTS,1"
+constexpr int kSpectroShortWaitMs = SpectroBudgets::kHandshake.waitMs;
+constexpr int kSpectroLongTries = SpectroBudgets::kLong.tries; // each read of "MEAS", "MEDR"
+constexpr int kSpectroLongWaitMs = SpectroBudgets::kLong.waitMs;
+constexpr int kSpectroDataReadAttempts = SpectroBudgets::kDataReadAttempts; // reads of one "MEDR"
+constexpr int kSpectroDefaultLimit = SpectroBudgets::kDefaultLimit;         // reads of one "MEAS"
 // Minolta colour analyser.
-constexpr int kAnalyserComOnTries = 20, kAnalyserComOnWaitMs = 50; // "COM,1"
-constexpr int kAnalyserConnectZeroTries = 300, kAnalyserConnectZeroWaitMs = 100;
-constexpr int kAnalyserModeTries = 1000, kAnalyserModeWaitMs = 30; // each read of "MDS"
-constexpr int kAnalyserMeasureTries = 1000, kAnalyserMeasureWaitMs = 30;
+constexpr int kAnalyserComOnTries = AnalyserBudgets::kComOn.tries; // "COM,1"
+constexpr int kAnalyserComOnWaitMs = AnalyserBudgets::kComOn.waitMs;
+constexpr int kAnalyserConnectZeroTries = AnalyserBudgets::kConnectZero.tries;
+constexpr int kAnalyserConnectZeroWaitMs = AnalyserBudgets::kConnectZero.waitMs;
+constexpr int kAnalyserModeTries = AnalyserBudgets::kMode.tries; // each read of "MDS"
+constexpr int kAnalyserModeWaitMs = AnalyserBudgets::kMode.waitMs;
+constexpr int kAnalyserMeasureTries = AnalyserBudgets::kMeasure.tries;
+constexpr int kAnalyserMeasureWaitMs = AnalyserBudgets::kMeasure.waitMs;
 // Luminance meter.
-constexpr int kLuminanceReplyTries = 3, kLuminanceReplyWaitMs = 100;
-constexpr int kLuminanceStatusTries = 3, kLuminanceStatusWaitMs = 200;
-constexpr int kLuminanceAfterPollingMs = 100;
+constexpr int kLuminanceReplyTries = LuminanceBudgets::kReply.tries;
+constexpr int kLuminanceReplyWaitMs = LuminanceBudgets::kReply.waitMs;
+constexpr int kLuminanceStatusTries = LuminanceBudgets::kStatus.tries;
+constexpr int kLuminanceStatusWaitMs = LuminanceBudgets::kStatus.waitMs;
+constexpr int kLuminanceAfterPollingMs = LuminanceBudgets::kAfterPollingMs;
 // Photo Research instrument.
-constexpr int kPhotoAnswerTries = 3, kPhotoAnswerWaitMs = 100; // "PHOTO", "D1"
-constexpr int kPhotoPollTries = 1, kPhotoPollWaitMs = 1000;    // each poll after "M1"
-constexpr int kPhotoDefaultLimit = 10;
+constexpr int kPhotoAnswerTries = PhotoResearchBudgets::kAnswer.tries; // "PHOTO", "D1"
+constexpr int kPhotoAnswerWaitMs = PhotoResearchBudgets::kAnswer.waitMs;
+constexpr int kPhotoPollTries = PhotoResearchBudgets::kPoll.tries; // each poll after "M1"
+constexpr int kPhotoPollWaitMs = PhotoResearchBudgets::kPoll.waitMs;
+constexpr int kPhotoDefaultLimit = PhotoResearchBudgets::kDefaultLimit;
 // Wuhan Jingce colorimeter.
-constexpr int kJingceShortTries = 3, kJingceShortWaitMs = 100; // "COM,0", "COM,1" in Connect
-constexpr int kJingceConnectZeroTries = 100, kJingceConnectZeroWaitMs = 100;
-constexpr int kJingceModeTries = 100, kJingceModeWaitMs = 100; // each read of "MDS"
-constexpr int kJingceMeasureTries = 500, kJingceMeasureWaitMs = 250;
+constexpr int kJingceShortTries = JingceBudgets::kHandshake.tries; // "COM,0", "COM,1" in Connect
+constexpr int kJingceShortWaitMs = JingceBudgets::kHandshake.waitMs;
+constexpr int kJingceConnectZeroTries = JingceBudgets::kConnectZero.tries;
+constexpr int kJingceConnectZeroWaitMs = JingceBudgets::kConnectZero.waitMs;
+constexpr int kJingceModeTries = JingceBudgets::kMode.tries; // each read of "MDS"
+constexpr int kJingceModeWaitMs = JingceBudgets::kMode.waitMs;
+constexpr int kJingceMeasureTries = JingceBudgets::kMeasure.tries;
+constexpr int kJingceMeasureWaitMs = JingceBudgets::kMeasure.waitMs;
 
-// Each driver's trial in detection when the line stays silent: it gives up after its first
-// unanswered reply, except where it goes on regardless (the spectroradiometer after "STR,4", the
-// Jingce colorimeter after "COM,0").
-constexpr int kSpectroSilentTrialMs = 2 * silentReadMs(kSpectroShortTries, kSpectroShortWaitMs);
-constexpr int kAnalyserSilentTrialMs = silentReadMs(kAnalyserComOnTries, kAnalyserComOnWaitMs);
-constexpr int kLuminanceSilentTrialMs = silentReadMs(kLuminanceReplyTries, kLuminanceReplyWaitMs);
-constexpr int kPhotoSilentTrialMs = silentReadMs(kPhotoAnswerTries, kPhotoAnswerWaitMs);
-constexpr int kJingceSilentTrialMs = 2 * silentReadMs(kJingceShortTries, kJingceShortWaitMs);
+// Each driver's trial in detection when the line stays silent (the family table says how many of
+// its handshake's commands go unanswered).
+constexpr int kSpectroSilentTrialMs = SilentTrialMs(kInstrumentFamilies[0]);
+constexpr int kAnalyserSilentTrialMs = SilentTrialMs(kInstrumentFamilies[1]);
+constexpr int kLuminanceSilentTrialMs = SilentTrialMs(kInstrumentFamilies[2]);
+constexpr int kPhotoSilentTrialMs = SilentTrialMs(kInstrumentFamilies[3]);
+constexpr int kJingceSilentTrialMs = SilentTrialMs(kInstrumentFamilies[4]);
 // Detection on a line where nobody answers: every trial runs out.
-constexpr int kSilentDetectionMs = kSpectroSilentTrialMs + kAnalyserSilentTrialMs + kLuminanceSilentTrialMs +
-                                   kPhotoSilentTrialMs + kJingceSilentTrialMs;
+constexpr int kSilentDetectionMs = SilentDetectionMs();
 // What that detection sleeps at the least.
-constexpr int kSilentDetectionSleptMs = 2 * sleptMs(kSpectroShortTries, kSpectroShortWaitMs) +
-                                        sleptMs(kAnalyserComOnTries, kAnalyserComOnWaitMs) +
-                                        sleptMs(kLuminanceReplyTries, kLuminanceReplyWaitMs) +
-                                        sleptMs(kPhotoAnswerTries, kPhotoAnswerWaitMs) +
-                                        2 * sleptMs(kJingceShortTries, kJingceShortWaitMs);
+constexpr int kSilentDetectionSleptMs = SilentDetectionSleptMs();
 
 // A reply that comes at once is taken within one port read, and the next port read finds the line
 // quiet; a reply sent a byte at a time (the simulator's gap is 15 ms) takes its length in gaps more.

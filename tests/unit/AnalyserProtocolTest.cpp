@@ -1,4 +1,5 @@
 #include "ColourTextProtocol.h"
+#include "ReplyText.h"
 
 #include <QDateTime>
 
@@ -86,7 +87,9 @@ TEST(AnalyserProtocol, StatusIsFoundAnywhereUpToTheFirstNul) {
     EXPECT_TRUE(ColourReplyContains(QByteArray("\r\nOK00,1"), "OK00"));
     EXPECT_FALSE(ColourReplyContains(QByteArray("ok00"), "OK00"));
     EXPECT_FALSE(ColourReplyContains(QByteArray("ER10\0OK00", 9), "OK00"));
-    EXPECT_EQ(ColourReplyText(QByteArray("OK00\0junk", 9)), QStringLiteral("OK00"));
+    EXPECT_EQ(ReplyText(QByteArray("OK00\0junk", 9)), QByteArray("OK00"));
+    EXPECT_EQ(ReplyText(QByteArray("OK00,1\r\n")), QByteArray("OK00,1\r\n"));
+    EXPECT_EQ(ReplyText(QByteArray("\0OK00", 5)), QByteArray());
 }
 
 TEST(AnalyserProtocol, ZeroCalibrationCommandCarriesTheDateZeroPadded) {

@@ -1,0 +1,8 @@
+#pragma once
+
+#include <QByteArray>
+
+// A reply as every driver, and the port's diagnostics, read it as text: its bytes up to the first
+// NUL (all of them when there is none). A reply buffer is zero-filled, so what follows a NUL is never
+// part of the text.
+QByteArray ReplyText(const QByteArray& reply);
