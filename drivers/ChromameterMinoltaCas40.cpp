@@ -65,7 +65,7 @@ unsigned long CChromameterMinoltaCas40::Measure(bool bTcp) {
 
 unsigned long CChromameterMinoltaCas40::MeasureThread(void* self) {
     CChromameterMinoltaCas40* driver = static_cast<CChromameterMinoltaCas40*>(self);
-    const ColourMeasureFlags flags = {&driver->m_bMeasuring, &driver->m_bMeasureSucceed, &driver->m_bReaded,
+    const DriverMeasureFlags flags = {&driver->m_bMeasuring, &driver->m_bMeasureSucceed, &driver->m_bReaded,
                                       &driver->m_bConnected};
     return ColourMeasureSequence(driver, flags, &driver->m_bMeasureTcp, kModeLvxy, kModeTcp);
 }
@@ -98,7 +98,7 @@ double CChromameterMinoltaCas40::ReadLastestData() {
 }
 
 unsigned long CChromameterMinoltaCas40::ReadLvXy(SChromameterMeasureData& data) {
-    return ColourReadLvXy(m_bMeasureSucceed, m_bReaded, m_dX, m_dY, m_dLv, m_dTcp, data);
+    return DriverCopyStoredLvXy(m_bMeasureSucceed, m_bReaded, m_dX, m_dY, m_dLv, m_dTcp, data);
 }
 
 unsigned long CChromameterMinoltaCas40::ReadSpectralData(QList<float>&, int&, int&) {

@@ -70,7 +70,7 @@ unsigned long CChromameterWuHanJingCe::Measure(bool bTcp) {
 
 unsigned long CChromameterWuHanJingCe::MeasureThread(void* self) {
     CChromameterWuHanJingCe* driver = static_cast<CChromameterWuHanJingCe*>(self);
-    const ColourMeasureFlags flags = {&driver->m_bMeasuring, &driver->m_bMeasureSucceed, &driver->m_bReaded,
+    const DriverMeasureFlags flags = {&driver->m_bMeasuring, &driver->m_bMeasureSucceed, &driver->m_bReaded,
                                       &driver->m_bConnected};
     return ColourMeasureSequence(driver, flags, &driver->m_bMeasureTcp, kModeLvxy, kModeTcp);
 }
@@ -124,7 +124,7 @@ double CChromameterWuHanJingCe::ReadLastestData() {
 }
 
 unsigned long CChromameterWuHanJingCe::ReadLvXy(SChromameterMeasureData& data) {
-    return ColourReadLvXy(m_bMeasureSucceed, m_bReaded, m_dX, m_dY, m_dLv, m_dTcp, data);
+    return DriverCopyStoredLvXy(m_bMeasureSucceed, m_bReaded, m_dX, m_dY, m_dLv, m_dTcp, data);
 }
 
 unsigned long CChromameterWuHanJingCe::ReadSpectralData(QList<float>&, int&, int&) {

@@ -94,39 +94,3 @@ unsigned long ColourStartMeasurement(QMutex* mutex, bool* succeed, bool* measure
     // Outside the lock: a watcher told of a failed start may measure again at once.
     return DriverMeasurementStarted(started);
 }
-
-unsigned long ColourRunMeasurement(const ColourMeasureFlags& flags, const std::function<bool()>& exchanges) {
-    *flags.measuring = true;
-    const bool ok = exchanges();
-    *flags.measuring = false;
-
-    if (ok) {
-        *flags.succeed = true;
-        *flags.readed = true;
-        CMinoltaVistor::GetInstance()->NotifyAll_MeasureFinished();
-        return RESULT_OK;
-    }
-
-    unsigned long code = RESULT_FAIL;
-    // A worker stopped for a new detection leaves the port to it.
-    if (!CDriverWorkers::StopRequested() && !DriverPortConnected()) {
-        DriverClosePort();
-        *flags.connected = false;
-        code = RESULT_PORT_LOST;
-    }
-    *flags.succeed = false;
-    *flags.readed = false;
-    CMinoltaVistor::GetInstance()->NotifyAll_MeasureFailed(code);
-    return RESULT_FAIL;
-}
-
-unsigned long ColourReadLvXy(bool succeed, bool readed, double x, double y, double Lv, double Tcp,
-                             SChromameterMeasureData& data) {
-    if (!succeed || !readed)
-        return RESULT_FAIL;
-    data.x = static_cast<float>(x);
-    data.y = static_cast<float>(y);
-    data.Lv = static_cast<float>(Lv);
-    data.Tcp = static_cast<float>(Tcp);
-    return RESULT_OK;
-}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DriverSupport.h"
 #include "ReadBudget.h"
 
 #include <QByteArray>
@@ -8,7 +9,6 @@
 #include <functional>
 
 class QMutex;
-struct SChromameterMeasureData;
 
 // Conversations that the colour analyser and the Jingce colorimeter hold alike, over the detector's
 // port. Each driver passes its own command bytes, budgets and reply decisions.
@@ -54,35 +54,16 @@ unsigned long ColourSignOffAndRelease(const ColourCommand& signOff, bool* connec
 unsigned long ColourStartMeasurement(QMutex* mutex, bool* succeed, bool* measureTcp, bool withTcp,
                                      std::function<void()> thread);
 
-// The driver state a measurement thread keeps up to date.
-struct ColourMeasureFlags {
-    bool* measuring;
-    bool* succeed;
-    bool* readed;
-    bool* connected;
-};
-// Body of a measurement thread around the driver's exchanges: busy while they run; on success the
-// values become readable and the watchers hear of it; on failure they are told RESULT_FAIL, or
-// RESULT_PORT_LOST when the port is gone (then the port is closed and the driver disconnected).
-// Returns RESULT_OK or RESULT_FAIL.
-unsigned long ColourRunMeasurement(const ColourMeasureFlags& flags, const std::function<bool()>& exchanges);
-
-// The exchanges of a measurement thread, run by ColourRunMeasurement through the driver's own
+// The exchanges of a measurement thread, run by DriverRunMeasurement through the driver's own
 // ChangeDisplayMode, DoMeasureLvxy and DoMeasureTcp: the luminance-and-chromaticity display mode and
 // measurement; then, when *withTcp is set by that time, the colour-temperature mode and measurement.
 template <class Driver>
-unsigned long ColourMeasureSequence(Driver* driver, const ColourMeasureFlags& flags, const bool* withTcp,
+unsigned long ColourMeasureSequence(Driver* driver, const DriverMeasureFlags& flags, const bool* withTcp,
                                     const char* modeLvxy, const char* modeTcp) {
-    return ColourRunMeasurement(flags, [=] {
+    return DriverRunMeasurement(flags, [=] {
         if (!driver->ChangeDisplayMode(modeLvxy) || !driver->DoMeasureLvxy())
             return false;
         // The instrument stays in the colour-temperature mode afterwards.
         return !*withTcp || (driver->ChangeDisplayMode(modeTcp) && driver->DoMeasureTcp());
     });
 }
-
-// ReadLvXy of the colour drivers: only while the measurement is valid and its data ready, the record
-// receives x, y, Lv and Tcp narrowed to single precision (RESULT_OK); otherwise RESULT_FAIL and the
-// record is left as it was.
-unsigned long ColourReadLvXy(bool succeed, bool readed, double x, double y, double Lv, double Tcp,
-                             SChromameterMeasureData& data);

@@ -5,7 +5,11 @@
 
 #include <QByteArray>
 
+#include <functional>
+
 #include <cstdint>
+
+struct SChromameterMeasureData;
 
 // Small pieces of conversation every driver shares. Each exchange goes through a fresh
 // CChromameterCommand, so writes travel through the detector's doWrite signal and reads come from
@@ -39,3 +43,22 @@ void DriverClosePort();
 // One refused while the workers are being stopped starts nothing and tells nobody (the watcher asking
 // was just told of the failure that stop made).
 unsigned long DriverMeasurementStarted(CDriverWorkers::Started started);
+
+// The driver state a measurement worker keeps up to date.
+struct DriverMeasureFlags {
+    bool* measuring;
+    bool* succeed;
+    bool* readed;
+    bool* connected;
+};
+// Runs a measurement worker's exchanges and tells the watchers the outcome: busy while they run; on
+// success the values become readable and the watchers hear of it; on failure they are told
+// RESULT_FAIL, or RESULT_PORT_LOST when the port is gone (then the port is closed and the driver
+// disconnected). Returns RESULT_OK or RESULT_FAIL.
+unsigned long DriverRunMeasurement(const DriverMeasureFlags& flags, const std::function<bool()>& exchanges);
+
+// ReadLvXy from the values a measurement stored: only while the measurement is valid and its data
+// ready, the record receives x, y, Lv and Tcp narrowed to single precision (RESULT_OK); otherwise
+// RESULT_FAIL and the record is left as it was.
+unsigned long DriverCopyStoredLvXy(bool succeed, bool readed, double x, double y, double Lv, double Tcp,
+                                   SChromameterMeasureData& data);

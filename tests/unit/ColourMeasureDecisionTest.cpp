@@ -1,5 +1,6 @@
 #include "ColourTextExchange.h"
 #include "ColourTextProtocol.h"
+#include "DriverSupport.h"
 #include "IMinolta.h"
 
 #include <gtest/gtest.h>
@@ -91,16 +92,16 @@ TEST(ColourMeasureDecision, ValueIsZeroedBeforeTheZeroCalibrationIsAskedFor) {
     EXPECT_EQ(tcp, 0.0);
 }
 
-TEST(ColourReadLvXy, RecordIsFilledOnlyWhileValidAndReady) {
+TEST(DriverCopyStoredLvXy, RecordIsFilledOnlyWhileValidAndReady) {
     SChromameterMeasureData data = {1.0f, 2.0f, 3.0f, 4.0f};
-    EXPECT_EQ(ColourReadLvXy(false, true, 0.3, 0.4, 100.0, 6500.0, data), RESULT_FAIL);
-    EXPECT_EQ(ColourReadLvXy(true, false, 0.3, 0.4, 100.0, 6500.0, data), RESULT_FAIL);
+    EXPECT_EQ(DriverCopyStoredLvXy(false, true, 0.3, 0.4, 100.0, 6500.0, data), RESULT_FAIL);
+    EXPECT_EQ(DriverCopyStoredLvXy(true, false, 0.3, 0.4, 100.0, 6500.0, data), RESULT_FAIL);
     EXPECT_EQ(data.x, 1.0f);
     EXPECT_EQ(data.y, 2.0f);
     EXPECT_EQ(data.Lv, 3.0f);
     EXPECT_EQ(data.Tcp, 4.0f);
 
-    EXPECT_EQ(ColourReadLvXy(true, true, 0.3127, 0.329, 120.5, 6504.0, data), RESULT_OK);
+    EXPECT_EQ(DriverCopyStoredLvXy(true, true, 0.3127, 0.329, 120.5, 6504.0, data), RESULT_OK);
     EXPECT_EQ(data.x, 0.3127f);
     EXPECT_EQ(data.y, 0.329f);
     EXPECT_EQ(data.Lv, 120.5f);

@@ -182,3 +182,51 @@ TEST(SpectroSpectralBlock, BlockEndsAtItsFirstNul) {
     SpectroAppendSpectralBlock(QByteArray("OK00,1,2\0,3", 11), values);
     EXPECT_EQ(values, (QList<float>{1.0f, 2.0f}));
 }
+
+TEST(SpectroLvXy, FirstThreeValuesAreXYAndLuminance) {
+    SpectroLvXy values = {-1, -1, -1};
+    ASSERT_TRUE(SpectroParseLvXy(QByteArray("OK00,0.3127,0.3290,120.5\r\n"), &values));
+    EXPECT_DOUBLE_EQ(values.x, 0.3127);
+    EXPECT_DOUBLE_EQ(values.y, 0.3290);
+    EXPECT_DOUBLE_EQ(values.Lv, 120.5);
+}
+
+TEST(SpectroLvXy, ReplyWithFewerThanThreeValuesIsRefusedAndLeavesTheRecord) {
+    SpectroLvXy values = {-1, -2, -3};
+    EXPECT_FALSE(SpectroParseLvXy(QByteArray("OK00,0.3127,0.3290\r\n"), &values));
+    EXPECT_FALSE(SpectroParseLvXy(QByteArray("OK00\r\n"), &values));
+    EXPECT_EQ(values.x, -1);
+    EXPECT_EQ(values.y, -2);
+    EXPECT_EQ(values.Lv, -3);
+}
+
+TEST(SpectroMeasureData, SevenOutputsComeFromTheirPositionsInTheReply) {
+    // Value n is 100 + n, so every output shows which position it was taken from.
+    QByteArray reply("OK00");
+    for (int n = 0; n < 12; ++n)
+        reply += "," + QByteArray::number(100 + n);
+    SpectroMeasureData values = {};
+    ASSERT_TRUE(SpectroParseMeasureData(reply + "\r\n", &values));
+    EXPECT_EQ(values.value1, 102);
+    EXPECT_EQ(values.value2, 103);
+    EXPECT_EQ(values.value3, 104);
+    EXPECT_EQ(values.Lv, 101);
+    EXPECT_EQ(values.x, 105);
+    EXPECT_EQ(values.y, 106);
+    EXPECT_EQ(values.value7, 111);
+}
+
+TEST(SpectroMeasureData, ReplyWithFewerThanTwelveValuesIsRefusedAndLeavesTheRecord) {
+    SpectroMeasureData values = {1, 2, 3, 4, 5, 6, 7};
+    EXPECT_FALSE(SpectroParseMeasureData(QByteArray("OK00,1,2,3,4,5,6,7,8,9,10,11\r\n"), &values));
+    EXPECT_EQ(values.value1, 1);
+    EXPECT_EQ(values.value7, 7);
+    EXPECT_EQ(values.Lv, 4);
+}
+
+TEST(SpectroMeasureData, ValuesAfterTheFirstNulDoNotCount) {
+    SpectroMeasureData values = {};
+    static const char kReply[] = "OK00,1,2,3,4,5,6\0,7,8,9,10,11,12\r\n";
+    const QByteArray reply(kReply, int(sizeof kReply) - 1);
+    EXPECT_FALSE(SpectroParseMeasureData(reply, &values));
+}
