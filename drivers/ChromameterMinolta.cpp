@@ -26,6 +26,23 @@ CMinoltaVistor* watchers() {
     return CMinoltaVistor::GetInstance();
 }
 
+// One colorimetric "MEDR" exchange of `driver`, its reply parsed into *values. A reply without the
+// values wanted clears *readed: later calls must ask the instrument again.
+template <class Values>
+bool readColorimetric(IChromameter* driver, int block, bool (*parse)(const QByteArray&, Values*),
+                      Values* values, bool* readed) {
+    char* reply = nullptr;
+    if (driver->MeasurementDataRead(&reply, SPECTRO_MEDR_COLORIMETRIC, 0, block) != RESULT_OK || !reply) {
+        delete[] reply;
+        return false;
+    }
+    const bool parsed = parse(QByteArray(reply), values);
+    delete[] reply;
+    if (!parsed)
+        *readed = false;
+    return parsed;
+}
+
 } // namespace
 
 CChromameterMinolta::CChromameterMinolta()
@@ -67,8 +84,7 @@ unsigned long CChromameterMinolta::Connect() {
 unsigned long CChromameterMinolta::Disconnect() {
     unsigned long result = RESULT_FAIL;
     QByteArray reply;
-    if (DriverSendAndRead("RMTS,0\r\n", 8, kRemoteOff, &reply) &&
-        DriverReplyStatus(reply) == 0) {
+    if (DriverSendAndRead("RMTS,0\r\n", 8, kRemoteOff, &reply) && DriverReplyStatus(reply) == 0) {
         m_bConnected = false;
         watchers()->NotifyAll_Disconnected();
         result = RESULT_OK;
@@ -177,19 +193,9 @@ unsigned long CChromameterMinolta::ReadLvXy(SChromameterMeasureData& data) {
         return RESULT_OK;
     }
 
-    char* reply = nullptr;
-    if (MeasurementDataRead(&reply, SPECTRO_MEDR_COLORIMETRIC, 0, SPECTRO_MEDR_LVXY_BLOCK) != RESULT_OK || !reply) {
-        delete[] reply;
-        return RESULT_FAIL;
-    }
     SpectroLvXy values;
-    const bool parsed = SpectroParseLvXy(QByteArray(reply), &values);
-    delete[] reply;
-    if (!parsed) {
-        // Nothing usable was read: later calls must ask the instrument again.
-        m_bReaded = false;
+    if (!readColorimetric(this, SPECTRO_MEDR_LVXY_BLOCK, SpectroParseLvXy, &values, &m_bReaded))
         return RESULT_FAIL;
-    }
 
     const float x = toSingle(values.x);
     const float y = toSingle(values.y);
@@ -205,19 +211,10 @@ unsigned long CChromameterMinolta::ReadLvXy(SChromameterMeasureData& data) {
 
 unsigned long CChromameterMinolta::ReadMeasureData(double& value1, double& value2, double& value3, double& Lv,
                                                    double& x, double& y, double& value7) {
-    char* reply = nullptr;
-    if (MeasurementDataRead(&reply, SPECTRO_MEDR_COLORIMETRIC, 0, SPECTRO_MEDR_MEASURE_DATA_BLOCK) != RESULT_OK ||
-        !reply) {
-        delete[] reply;
-        return RESULT_FAIL;
-    }
     SpectroMeasureData values;
-    const bool parsed = SpectroParseMeasureData(QByteArray(reply), &values);
-    delete[] reply;
-    if (!parsed) {
-        m_bReaded = false;
+    if (!readColorimetric(this, SPECTRO_MEDR_MEASURE_DATA_BLOCK, SpectroParseMeasureData, &values,
+                          &m_bReaded))
         return RESULT_FAIL;
-    }
 
     value1 = values.value1;
     value2 = values.value2;

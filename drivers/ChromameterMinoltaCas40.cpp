@@ -19,7 +19,8 @@ const ColourCommand kMeasureCommand = {"MES,1\n", 6, kMeasure};
 } // namespace
 
 CChromameterMinoltaCas40::CChromameterMinoltaCas40()
-    : m_nReserved(0), m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_dTcp(0.0), m_nLimitTimes(kDefaultLimit), m_bMeasureTcp(false) {
+    : m_nReserved(0), m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_dTcp(0.0), m_nLimitTimes(kDefaultLimit),
+      m_bMeasureTcp(false) {
     // m_dTcp starts at 0 too: a record read before any colour-temperature measurement then carries a
     // defined value instead of whatever the memory held.
     m_nType = 1;
@@ -42,8 +43,7 @@ unsigned long CChromameterMinoltaCas40::Connect() {
     // the connection itself stands or falls with the answer to "COM,1".
     bool sent = false;
     QByteArray zeroReply;
-    const bool zeroAnswered =
-        ColourDatedZeroCalibration('\n', kConnectZero, &sent, &zeroReply);
+    const bool zeroAnswered = ColourDatedZeroCalibration('\n', kConnectZero, &sent, &zeroReply);
     const unsigned long outcome = (sent && zeroAnswered) ? RESULT_OK : RESULT_FAIL;
 
     if (DriverReplyStatus(comReply) != 0)
@@ -81,7 +81,8 @@ bool CChromameterMinoltaCas40::DoMeasureLvxy() {
 }
 
 bool CChromameterMinoltaCas40::DoMeasureTcp() {
-    return ColourMeasureTcp(kMeasureCommand, m_nLimitTimes, Cas40ParseTcp, &m_dTcp, [this] { ZeroCalibrate(); });
+    return ColourMeasureTcp(kMeasureCommand, m_nLimitTimes, Cas40ParseTcp, &m_dTcp,
+                            [this] { ZeroCalibrate(); });
 }
 
 unsigned long CChromameterMinoltaCas40::ZeroCalibrate() {

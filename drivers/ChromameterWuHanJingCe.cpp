@@ -22,8 +22,8 @@ const ColourCommand kMeasureCommand = {"MES\r", 4, kMeasure};
 } // namespace
 
 CChromameterWuHanJingCe::CChromameterWuHanJingCe()
-    : m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_dTcp(0.0), m_nReserved(0), m_nLimitTimes(kDefaultLimit), m_bReserved(false),
-      m_bMeasureTcp(false) {
+    : m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_dTcp(0.0), m_nReserved(0), m_nLimitTimes(kDefaultLimit),
+      m_bReserved(false), m_bMeasureTcp(false) {
     m_nType = 4;
     m_bConnected = false;
     m_bMeasuring = false;
@@ -46,8 +46,7 @@ unsigned long CChromameterWuHanJingCe::Connect() {
 
     bool sent = false;
     QByteArray zeroReply;
-    const bool zeroAnswered =
-        ColourDatedZeroCalibration('\r', kConnectZero, &sent, &zeroReply);
+    const bool zeroAnswered = ColourDatedZeroCalibration('\r', kConnectZero, &sent, &zeroReply);
     const unsigned long outcome = zeroAnswered ? comOffOutcome : RESULT_FAIL;
 
     // This instrument proves itself by its zero-calibration answer.
@@ -114,7 +113,8 @@ bool CChromameterWuHanJingCe::DoMeasureLvxy() {
 }
 
 bool CChromameterWuHanJingCe::DoMeasureTcp() {
-    return ColourMeasureTcp(kMeasureCommand, m_nLimitTimes, JingceParseTcp, &m_dTcp, [this] { ZeroCalibrate(); });
+    return ColourMeasureTcp(kMeasureCommand, m_nLimitTimes, JingceParseTcp, &m_dTcp,
+                            [this] { ZeroCalibrate(); });
 }
 
 double CChromameterWuHanJingCe::ReadLastestData() {

@@ -50,8 +50,7 @@ void CLuminanceMeter::DrainStaleReplies() {
     // until all three frames have come, or until the line stays quiet for a reply's whole budget.
     int taken = 0;
     QByteArray stale;
-    while (taken < kStaleReadOutReplies * LUMINANCE_REPLY_SIZE &&
-           DriverRead(kReply, &stale))
+    while (taken < kStaleReadOutReplies * LUMINANCE_REPLY_SIZE && DriverRead(kReply, &stale))
         taken += stale.size();
 }
 

@@ -431,12 +431,9 @@ TEST(FamilyTable, CapabilitiesOfTheFamilyTableAgreeWithTheGuide) {
     const struct {
         unsigned capability;
         Column column;
-    } checks[] = {{CapColour, LvXyCol},
-                  {CapColourTemperature, TcpCol},
-                  {CapMeasureData, SevenValuesCol},
-                  {CapSpectrum, SpectrumCol},
-                  {CapZeroCalibration, ZeroCol},
-                  {CapPolledReading, LatestCol}};
+    } checks[] = {
+        {CapColour, LvXyCol},       {CapColourTemperature, TcpCol}, {CapMeasureData, SevenValuesCol},
+        {CapSpectrum, SpectrumCol}, {CapZeroCalibration, ZeroCol},  {CapPolledReading, LatestCol}};
     for (const InstrumentFamily& family : kInstrumentFamilies) {
         const QStringList row = rowOf(table, QString::fromLatin1(family.name));
         ASSERT_EQ(row.size(), int(ColumnCount)) << family.name;
