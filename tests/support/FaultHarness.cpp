@@ -132,29 +132,7 @@ void FaultCell::connectHealthy() {
 }
 
 FaultCell::Outcome FaultCell::measure(int timeoutMs) {
-    const size_t before = watcher.events().size();
-    auto outcomeAfter = [&](Outcome* out) {
-        const std::vector<RecordingWatcher::Event> events = watcher.events();
-        for (size_t i = before; i < events.size(); ++i) {
-            if (events[i].name == "finished" || events[i].name == "failed") {
-                if (out) {
-                    out->event = events[i].name;
-                    out->code = events[i].code;
-                }
-                return true;
-            }
-        }
-        return false;
-    };
-    QElapsedTimer timer;
-    timer.start();
-    EXPECT_EQ(m_facade->Measure(false), RESULT_OK);
-    Outcome outcome;
-    if (waitUntil([&] { return outcomeAfter(nullptr); }, timeoutMs)) {
-        outcome.ms = timer.elapsed();
-        outcomeAfter(&outcome);
-    }
-    return outcome;
+    return MeasurementOutcome::measure(*m_facade, false, watcher, timeoutMs);
 }
 
 IMinolta* FaultCell::driver() const {

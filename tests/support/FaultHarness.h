@@ -8,6 +8,7 @@
 #include "IMinolta.h"
 #include "InstrumentModel.h"
 #include "LineParams.h"
+#include "MeasurementOutcome.h"
 #include "TestSupport.h"
 
 #include <QByteArray>
@@ -203,12 +204,7 @@ public:
         unsigned long result = RESULT_FAIL;
         qint64 ms = -1;
     };
-    struct Outcome {
-        // "finished", "failed", or empty when nothing was heard in time.
-        QString event;
-        unsigned long code = 0;
-        qint64 ms = -1;
-    };
+    using Outcome = MeasurementOutcome;
     // How the instrument is made healthy for the later Connect.
     enum class Recovery {
         // The same instrument: its fault cleared and its own line speed set again. Only where it
