@@ -5,6 +5,7 @@
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
 #include "InstrumentFamilies.h"
+#include "LuminanceFrames.h"
 #include "LuminanceMeter.h"
 #include "Minolta.h"
 #include "PhotoResearch.h"
@@ -64,7 +65,54 @@ bool AfterDelay::done() const {
     return m_done.load();
 }
 
-FaultCell::FaultCell(const QString& family) : m_family(family) {}
+std::vector<FaultCase> FamilyOnLines(const char* family, const std::vector<LineModel>& lines) {
+    return FamiliesOnLines({family}, lines);
+}
+
+std::vector<FaultCase> FamiliesOnLines(const std::vector<const char*>& families,
+                                       const std::vector<LineModel>& lines) {
+    std::vector<FaultCase> cases;
+    for (const char* family : families) {
+        const int type = SimFamilyType(QString::fromLatin1(family));
+        EXPECT_GE(type, 0) << family;
+        for (const LineModel& line : lines)
+            cases.push_back({type, line});
+    }
+    return cases;
+}
+
+std::vector<FaultCase> EveryFamilyOnLines(const std::vector<LineModel>& lines) {
+    std::vector<FaultCase> cases;
+    for (const InstrumentFamily& family : kInstrumentFamilies)
+        for (const LineModel& line : lines)
+            cases.push_back({family.type, line});
+    return cases;
+}
+
+std::vector<FaultCase> EveryFamilyOnSlowLines() {
+    std::vector<FaultCase> cases;
+    for (const InstrumentFamily& family : kInstrumentFamilies) {
+        cases.push_back({family.type, LineModel(LineModel::Instant)});
+        if (family.type < 2)
+            cases.push_back({family.type, LineModel::realistic()});
+    }
+    return cases;
+}
+
+std::string FaultLineName(const ::testing::TestParamInfo<FaultCase>& info) {
+    return LineName(::testing::TestParamInfo<LineModel>(info.param.line, info.index));
+}
+
+std::string FaultFamilyLineName(const ::testing::TestParamInfo<FaultCase>& info) {
+    return std::string(kInstrumentFamilies[info.param.type].name) + "_" + FaultLineName(info);
+}
+
+void PrintTo(const FaultCase& cell, std::ostream* os) {
+    *os << kInstrumentFamilies[cell.type].name << " on ";
+    PrintTo(cell.line, os);
+}
+
+FaultCell::FaultCell() : m_family(QString::fromLatin1(kInstrumentFamilies[GetParam().type].name)) {}
 
 void FaultCell::SetUp() {
     IMinolta* facade = nullptr;
@@ -74,6 +122,11 @@ void FaultCell::SetUp() {
 }
 
 void FaultCell::TearDown() {
+    if (m_recovery && m_model && !HasFatalFailure() && !IsSkipped()) {
+        SCOPED_TRACE("the cell's ending: a later Connect to a healthy " + m_family.toStdString() +
+                     " instrument");
+        expectHealthyAgain(*m_recovery);
+    }
     // Let queued writes and closes of the last exchange run before the instrument goes away.
     pumpEvents(100);
     if (m_facade)
@@ -86,7 +139,7 @@ void FaultCell::TearDown() {
 InstrumentModel& FaultCell::start(std::unique_ptr<InstrumentModel> custom) {
     std::unique_ptr<InstrumentModel> model = custom ? std::move(custom) : CreateFamilyModel(m_family);
     if (model)
-        model->setLine(GetParam());
+        model->setLine(GetParam().line);
     if (!model)
         ADD_FAILURE() << "no simulator model for " << m_family.toStdString() << ": "
                       << SimFamilyProblem(m_family).toStdString();
@@ -99,7 +152,7 @@ InstrumentModel& FaultCell::start(std::unique_ptr<InstrumentModel> custom) {
 }
 
 int FaultCell::familyType() const {
-    return SimFamilyType(m_family);
+    return GetParam().type;
 }
 
 int FaultCell::familyBaud() const {
@@ -108,7 +161,7 @@ int FaultCell::familyBaud() const {
 }
 
 int FaultCell::lineMs(int bytes) const {
-    const LineModel line = GetParam();
+    const LineModel line = GetParam().line;
     if (line.kind() == LineModel::Instant)
         return 0;
     const qint64 ms = LineModel::byteTimeNs(familyBaud()) * bytes / 1000000;
@@ -327,6 +380,57 @@ void FaultCell::expectNothingToRead() {
     EXPECT_EQ(readLvXy(&data, &ms), RESULT_FAIL);
     EXPECT_LE(ms, FaultBudget::allowedMs(0));
     EXPECT_EQ(data.Tcp, -1.0f);
+}
+
+namespace {
+QByteArray luminanceFrame(const char* command) {
+    return QByteArray(command, LUMINANCE_COMMAND_SIZE);
+}
+} // namespace
+
+const FaultCell::FamilyFaultFacts& FaultCell::facts() const {
+    using R = Recovery;
+    static const FamilyFaultFacts kFacts[] = {
+        // Minolta spectroradiometer: an unanswered probe does not stop it from asking for remote mode;
+        // a probe answered without "ER00" is another instrument's answer, so remote mode is not asked.
+        {{{"STR,4\r", 1}, {"RMTS,1\r\n", 1}}, {{"RMTS,1\r\n", 0}}, R::FreshInstrument, R::SameInstrument},
+        // Minolta colour analyser: without an answer to "COM,1" it goes no further; something that
+        // answered it makes the zero calibration go out, whose status then fails.
+        {{{"COM,1\n", 1}, {"ZRC,1,", 0}}, {{"ZRC,1,", 1}}, R::FreshInstrument, R::FreshInstrument},
+        // Luminance meter: the first unanswered frame ends the trial, and so does a reply that
+        // differs from its expected frame. The same instrument skips what it heard as noise.
+        {{{luminanceFrame(LuminanceTables().connectCommands[0]), 1}, {"COMS", 0}},
+         {{luminanceFrame(LuminanceTables().connectCommands[0]), 1}, {"COMS", 0}},
+         R::SameInstrument,
+         R::SameInstrument},
+        // Photo Research instrument: the same instrument listens for "PHOTO" after any noise.
+        {{{"PHOTO", 1}}, {}, R::FreshInstrument, R::SameInstrument},
+        // Wuhan Jingce colorimeter: an unanswered "COM,0" does not stop the handshake, an unanswered
+        // "COM,1" does; "COM,1" only has to be answered, the zero calibration's answer must begin
+        // with "OK00".
+        {{{"COM,0\r", 1}, {"COM,1\r", 1}, {"ZRC,1,", 0}},
+         {{"ZRC,1,", 1}},
+         R::FreshInstrument,
+         R::FreshInstrument},
+    };
+    static_assert(int(sizeof kFacts / sizeof kFacts[0]) == kInstrumentFamilyCount,
+                  "fault facts for every family");
+    return kFacts[familyType()];
+}
+
+void FaultCell::expectSent(const Sent& sent) {
+    for (const auto& command : sent)
+        EXPECT_EQ(m_model->countReceived(command.first), command.second) << command.first.toStdString();
+}
+
+ColourFaultCell::ColourFaultCell() {
+    // The measure command's answer for the default reading: 49 bytes from the analyser, 25 from the
+    // Jingce colorimeter.
+    if (familyType() == 1)
+        m_conversation = {"MES,1\n", 49, FaultBudget::kAnalyserModeWaitMs,
+                          FaultBudget::kAnalyserMeasureWaitMs};
+    else
+        m_conversation = {"MES\r", 25, FaultBudget::kJingceModeWaitMs, FaultBudget::kJingceMeasureWaitMs};
 }
 
 void ColourFaultCell::failsAtTheDisplayModeAnswer(SimFault fault) {

@@ -22,7 +22,12 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <ostream>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 // What a silent instrument costs each driver, in milliseconds. A reply read with `tries` and `waitMs`
 // makes one port read (at most four 20 ms slices) and one sleep of `waitMs` per try while nothing
@@ -195,10 +200,33 @@ private:
     std::atomic<bool> m_fired{false};
 };
 
+// The family (its type number) a fault cell drives and how its cable delivers.
+struct FaultCase {
+    int type;
+    LineModel line;
+};
+// `family` on each of `lines`.
+std::vector<FaultCase> FamilyOnLines(const char* family, const std::vector<LineModel>& lines);
+// Each of `families` on each of `lines`.
+std::vector<FaultCase> FamiliesOnLines(const std::vector<const char*>& families,
+                                       const std::vector<LineModel>& lines);
+// Every family of the table on each of `lines`.
+std::vector<FaultCase> EveryFamilyOnLines(const std::vector<LineModel>& lines);
+// The slow cells' lines: the instant line, and the USB one for the two families detection tries
+// first (quick to reach; the others would add every earlier trial's wait to each cell).
+std::vector<FaultCase> EveryFamilyOnSlowLines();
+// The last part of a cell's name: the line ("usb16") where the fixture names the family, or the
+// family and the line ("analyser_usb16") where one fixture serves several.
+std::string FaultLineName(const ::testing::TestParamInfo<FaultCase>& info);
+std::string FaultFamilyLineName(const ::testing::TestParamInfo<FaultCase>& info);
+void PrintTo(const FaultCase& cell, std::ostream* os);
+
 // One cell of the fault matrix: a facade, a watcher registered through it, the Qt message stream
 // captured, and the family's simulated instrument that detection is pointed at. The test's parameter
-// is how the cable delivers; every instrument the cell starts uses it.
-class FaultCell : public ::testing::TestWithParam<LineModel> {
+// is the family and how the cable delivers; every instrument the cell starts uses that line. A cell
+// ends with a later Connect to a healthy instrument of the family (expectHealthyAgain) unless it
+// says otherwise.
+class FaultCell : public ::testing::TestWithParam<FaultCase> {
 public:
     struct Timed {
         unsigned long result = RESULT_FAIL;
@@ -217,9 +245,16 @@ public:
     };
 
 protected:
-    explicit FaultCell(const QString& family);
+    FaultCell();
     void SetUp() override;
+    // The later Connect to a healthy instrument (unless the cell opted out or already failed fatally),
+    // then the cell's instruments go.
     void TearDown() override;
+
+    // How the cell's ending makes the instrument healthy again (a fresh one unless said here), or
+    // that the cell checks a later Connect itself.
+    void recoverWith(Recovery how) { m_recovery = how; }
+    void noLaterConnectCheck() { m_recovery.reset(); }
 
     // Starts the family's model, or `custom` in its place, and makes it the cell's instrument.
     InstrumentModel& start(std::unique_ptr<InstrumentModel> custom = nullptr);
@@ -256,8 +291,23 @@ protected:
     void waitForQuietLine(int quietMs = 300, int timeoutMs = 15000);
 
     // The later Connect to a healthy instrument: restored as asked, Connect finds the family, one
-    // measurement finishes and its reading reads back.
+    // measurement finishes and its reading reads back. Every cell ends with it (see TearDown).
     void expectHealthyAgain(Recovery how);
+
+    // What a family's detection sends, counted by the cells: the command and how often it went.
+    using Sent = std::vector<std::pair<QByteArray, int>>;
+    // What the cells that every family shares expect of this family, where the family table has no
+    // say: the trial's commands on a silent line and on garbage, and how the instrument is made
+    // healthy after a silent detection and after one at the wrong line speed.
+    struct FamilyFaultFacts {
+        Sent sentInSilence;
+        Sent sentDespiteGarbage;
+        Recovery afterSilence;
+        Recovery afterWrongSpeed;
+    };
+    const FamilyFaultFacts& facts() const;
+    // Each command of `sent` arrived as often as it says.
+    void expectSent(const Sent& sent);
 
     // --- What every family's cells share ----------------------------------------------------------
 
@@ -328,6 +378,7 @@ private:
     bool holdsFamilyDriver() const;
 
     QString m_family;
+    std::optional<Recovery> m_recovery = Recovery::FreshInstrument;
     MessageCapture m_messages;
     std::unique_ptr<InstrumentModel> m_model;
     std::unique_ptr<IMinolta> m_facade;
@@ -343,8 +394,7 @@ protected:
         int modeWaitMs;           // the wait of one try of a display-mode read
         int measureWaitMs;        // the wait of one try of a measurement read
     };
-    ColourFaultCell(const QString& family, const Conversation& conversation)
-        : FaultCell(family), m_conversation(conversation) {}
+    ColourFaultCell();
     const Conversation& conversation() const { return m_conversation; }
 
     // The display mode's answer spoiled by `fault`: the measurement fails at once without measuring,
