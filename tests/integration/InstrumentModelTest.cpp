@@ -10,6 +10,26 @@
 
 #include <cctype>
 
+namespace {
+
+// The echo model answers `first` with `fault` set, then "B\n" without it: what the host heard of
+// both (at least `size` bytes), or what it had when none came in time. Any answer to `first` is
+// scheduled once the model has the command, so it would come before the answer to "B".
+QByteArray heardWithFaultThenWithout(SimFault fault, const QByteArray& first, int size) {
+    EchoModel sim;
+    sim.setFault(fault);
+    SerialHost host;
+    EXPECT_TRUE(plugIn(sim, host));
+    host.send(first);
+    EXPECT_TRUE(waitUntil([&] { return sim.commands().size() == 1; }, 2000));
+    sim.setFault(SimFault::None);
+    host.send("B\n");
+    EXPECT_TRUE(host.waitHeard(size));
+    return host.heard();
+}
+
+} // namespace
+
 TEST(InstrumentModel, CommandsAreFramedAtTheTerminator) {
     EchoModel sim;
     SerialHost host;
@@ -64,17 +84,7 @@ TEST(InstrumentModel, NoFaultAnswersAsTheModelSays) {
 }
 
 TEST(InstrumentModel, SilentFaultAnswersNothing) {
-    EchoModel sim;
-    sim.setFault(SimFault::Silent);
-    SerialHost host;
-    ASSERT_TRUE(plugIn(sim, host));
-    host.send("A\n");
-    ASSERT_TRUE(waitUntil([&] { return sim.commands().size() == 1; }, 2000));
-    // Any answer to "A" is scheduled by now and would come before the answer to "B".
-    sim.setFault(SimFault::None);
-    host.send("B\n");
-    ASSERT_TRUE(host.waitHeard(7));
-    EXPECT_EQ(host.heard(), QByteArray("ECHO:B\n"));
+    EXPECT_EQ(heardWithFaultThenWithout(SimFault::Silent, "A\n", 7), QByteArray("ECHO:B\n"));
 }
 
 TEST(InstrumentModel, GarbageFaultAnswersUnusableBytesOfTheSameLength) {
@@ -110,16 +120,8 @@ TEST(InstrumentModel, OverlongFaultAnswersFiveThousandBytes) {
 }
 
 TEST(InstrumentModel, CutFaultAnswersTheFirstHalf) {
-    EchoModel sim;
-    sim.setFault(SimFault::Cut);
-    SerialHost host;
-    ASSERT_TRUE(plugIn(sim, host));
-    host.send("HELLO\n"); // "ECHO:HELLO\n" is 11 bytes: 5 are sent
-    ASSERT_TRUE(waitUntil([&] { return sim.commands().size() == 1; }, 2000));
-    sim.setFault(SimFault::None);
-    host.send("B\n");
-    ASSERT_TRUE(host.waitHeard(12));
-    EXPECT_EQ(host.heard(), QByteArray("ECHO:ECHO:B\n"));
+    // "ECHO:HELLO\n" is 11 bytes: 5 are sent.
+    EXPECT_EQ(heardWithFaultThenWithout(SimFault::Cut, "HELLO\n", 12), QByteArray("ECHO:ECHO:B\n"));
 }
 
 TEST(InstrumentModel, SplitFaultAnswersOneByteAtATime) {

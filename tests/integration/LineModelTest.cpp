@@ -10,6 +10,27 @@
 
 #include <gtest/gtest.h>
 
+namespace {
+
+// `sim` on `line` answers "GO\n" with `reply`, and `host` hears the whole of it.
+::testing::AssertionResult replyHeardWhole(ScriptedInstrument& sim, SerialHost& host, const LineModel& line,
+                                           const QByteArray& reply) {
+    sim.setLine(line);
+    sim.on("GO\n", reply);
+    const ::testing::AssertionResult plugged = plugIn(sim, host);
+    if (!plugged)
+        return plugged;
+    host.send("GO\n");
+    if (!host.waitHeard(reply.size()))
+        return ::testing::AssertionFailure()
+               << "heard " << host.heard().size() << " of " << reply.size() << " bytes";
+    if (host.heard() != reply)
+        return ::testing::AssertionFailure() << "heard " << host.heard().constData();
+    return ::testing::AssertionSuccess();
+}
+
+} // namespace
+
 TEST(LineModel, NamesReadBackAndUnknownOnesAreRefused) {
     LineModel line;
     EXPECT_EQ(line.kind(), LineModel::Instant);
@@ -33,27 +54,18 @@ TEST(LineModel, NamesReadBackAndUnknownOnesAreRefused) {
 
 TEST(SimulatorLine, InstantLineHandsAReplyOverWholeAtOnce) {
     ScriptedInstrument sim;
-    const QByteArray reply(40, 'R');
-    sim.on("GO\n", reply);
     SerialHost host;
-    ASSERT_TRUE(plugIn(sim, host));
-    host.send("GO\n");
-    ASSERT_TRUE(host.waitHeard(reply.size()));
+    ASSERT_TRUE(replyHeardWhole(sim, host, LineModel(LineModel::Instant), QByteArray(40, 'R')));
     EXPECT_EQ(host.chunks().size(), 1);
 }
 
 TEST(SimulatorLine, ByteWiseLineHandsAReplyOverAByteOrTwoAtATimeAtTheLineSpeed) {
     ScriptedInstrument sim;
-    sim.setLine(LineModel(LineModel::ByteWise));
+    SerialHost host;
     QByteArray reply;
     for (int i = 0; i < 40; ++i)
         reply += char('A' + i % 26);
-    sim.on("GO\n", reply);
-    SerialHost host;
-    ASSERT_TRUE(plugIn(sim, host));
-    host.send("GO\n");
-    ASSERT_TRUE(host.waitHeard(reply.size()));
-    EXPECT_EQ(host.heard(), reply);
+    ASSERT_TRUE(replyHeardWhole(sim, host, LineModel(LineModel::ByteWise), reply));
     // 40 bytes of 10 bits at 9600 baud take about 42 ms to cross, and come as they cross.
     EXPECT_GE(host.chunks().size(), 10);
     EXPECT_GE(host.chunks().last().atMs - host.chunks().first().atMs, 35);
@@ -66,14 +78,8 @@ TEST(SimulatorLine, ByteWiseLineHandsAReplyOverAByteOrTwoAtATimeAtTheLineSpeed) 
 
 TEST(SimulatorLine, UsbLineHandsAReplyOverInPacketsOnTheLatencyTimer) {
     ScriptedInstrument sim;
-    sim.setLine(LineModel(LineModel::Usb, 16));
-    const QByteArray reply(100, 'P');
-    sim.on("GO\n", reply);
     SerialHost host;
-    ASSERT_TRUE(plugIn(sim, host));
-    host.send("GO\n");
-    ASSERT_TRUE(host.waitHeard(reply.size()));
-    EXPECT_EQ(host.heard(), reply);
+    ASSERT_TRUE(replyHeardWhole(sim, host, LineModel(LineModel::Usb, 16), QByteArray(100, 'P')));
     // About 104 ms on the line, handed over every 16 ms: six to eight packets of about 15 bytes.
     EXPECT_GE(host.chunks().size(), 4);
     EXPECT_LE(host.chunks().size(), 9);
