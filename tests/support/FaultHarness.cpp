@@ -13,8 +13,6 @@
 
 #include <QElapsedTimer>
 
-#include <chrono>
-#include <ctime>
 #include <vector>
 
 namespace {
@@ -25,45 +23,6 @@ std::vector<std::unique_ptr<InstrumentModel>>& retired() {
     return models;
 }
 } // namespace
-
-namespace {
-qint64 processCpuNs() {
-    timespec now = {0, 0};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return qint64(now.tv_sec) * 1000000000 + now.tv_nsec;
-}
-} // namespace
-
-CpuTime::CpuTime() : m_startNs(processCpuNs()) {}
-
-qint64 CpuTime::elapsedMs() const {
-    return (processCpuNs() - m_startNs) / 1000000;
-}
-
-AfterDelay::AfterDelay(int delayMs, std::function<void()> action) {
-    m_thread = std::thread([this, delayMs, action] {
-        {
-            std::unique_lock<std::mutex> lock(m_mutex);
-            if (m_cv.wait_for(lock, std::chrono::milliseconds(delayMs), [this] { return m_cancel; }))
-                return;
-        }
-        action();
-        m_done = true;
-    });
-}
-
-AfterDelay::~AfterDelay() {
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_cancel = true;
-    }
-    m_cv.notify_all();
-    m_thread.join();
-}
-
-bool AfterDelay::done() const {
-    return m_done.load();
-}
 
 std::vector<FaultCase> FamilyOnLines(const char* family, const std::vector<LineModel>& lines) {
     return FamiliesOnLines({family}, lines);

@@ -5,10 +5,13 @@
 // of a cell that every family shares (and those the two colour drivers share), and model wrappers
 // that pull the adapter at a chosen moment.
 
+#include "AfterDelay.h"
+#include "CpuTime.h"
 #include "IMinolta.h"
 #include "InstrumentModel.h"
 #include "LineParams.h"
 #include "MeasurementOutcome.h"
+#include "PullOnCommand.h"
 #include "TestSupport.h"
 
 #include <QByteArray>
@@ -17,15 +20,10 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <condition_variable>
-#include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <ostream>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -121,84 +119,6 @@ constexpr int allowedMs(int budgetMs) {
 }
 
 } // namespace FaultBudget
-
-// The processor time this process spends from the start, in milliseconds: a wait that spins shows
-// as nearly as much processor time as wall-clock time, one that sleeps as little.
-class CpuTime {
-public:
-    CpuTime();
-    qint64 elapsedMs() const;
-
-private:
-    qint64 m_startNs;
-};
-
-// Runs `action` on a helper thread after `delayMs`, unless destroyed first; joins on destruction.
-class AfterDelay {
-public:
-    AfterDelay(int delayMs, std::function<void()> action);
-    ~AfterDelay();
-    AfterDelay(const AfterDelay&) = delete;
-    AfterDelay& operator=(const AfterDelay&) = delete;
-    bool done() const;
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_cv;
-    bool m_cancel = false;
-    std::atomic<bool> m_done{false};
-    std::thread m_thread;
-};
-
-// A family model that pulls its adapter when an armed trigger arrives: the command that carries the
-// trigger (and anything after it in the same stretch of bytes) is not answered, and the adapter is
-// gone `delayMs` later. Bytes before the trigger are handled as usual.
-template <class Model> class PullOnCommand : public Model {
-public:
-    explicit PullOnCommand(const QByteArray& trigger, int delayMs = 0, bool armed = true)
-        : m_trigger(trigger), m_delayMs(delayMs), m_armed(armed) {}
-    ~PullOnCommand() override { this->stop(); }
-    void arm() {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_tail.clear();
-        m_armed = true;
-    }
-    bool fired() const { return m_fired.load(); }
-
-protected:
-    void onReceived(const QByteArray& bytes) override {
-        QByteArray before = bytes;
-        bool pull = false;
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            if (m_armed && !m_fired.load()) {
-                // The trigger may straddle two stretches of bytes (one-byte writes, for instance).
-                const QByteArray seen = m_tail + bytes;
-                const int at = seen.indexOf(m_trigger);
-                if (at >= 0) {
-                    pull = true;
-                    m_fired = true;
-                    const int inBytes = at - m_tail.size();
-                    before = inBytes > 0 ? bytes.left(inBytes) : QByteArray();
-                } else {
-                    m_tail = seen.right(m_trigger.size() - 1);
-                }
-            }
-        }
-        if (!before.isEmpty())
-            Model::onReceived(before);
-        if (pull)
-            this->unplugAfter(m_delayMs);
-    }
-
-private:
-    std::mutex m_mutex;
-    QByteArray m_trigger;
-    QByteArray m_tail;
-    int m_delayMs;
-    bool m_armed;
-    std::atomic<bool> m_fired{false};
-};
 
 // The family (its type number) a fault cell drives and how its cable delivers.
 struct FaultCase {
