@@ -29,16 +29,11 @@ class AnalyserPulledFaultMatrix : public AnalyserFaultMatrix {};
 INSTANTIATE_TEST_SUITE_P(Lines, AnalyserFaultMatrix,
                          ::testing::ValuesIn(FamilyOnLines("analyser", AllLines())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, AnalyserSilentLineFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("analyser", {LineModel(LineModel::Instant)})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("analyser", InstantLine())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, AnalyserSlowFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("analyser", {LineModel(LineModel::Instant),
-                                                                        LineModel::realistic()})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("analyser", InstantAndUsbLines())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, AnalyserPulledFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("analyser", {LineModel(LineModel::Instant),
-                                                                        LineModel::realistic()})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("analyser", InstantAndUsbLines())), FaultLineName);
 
 // --- Faults present from the start: what detection makes of them ---------------------------------
 

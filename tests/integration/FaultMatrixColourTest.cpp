@@ -24,8 +24,7 @@ INSTANTIATE_TEST_SUITE_P(Families, ColourFaultMatrix,
                          ::testing::ValuesIn(FamiliesOnLines(kColourFamilies, AllLines())),
                          FaultFamilyLineName);
 INSTANTIATE_TEST_SUITE_P(Families, ColourPulledFaultMatrix,
-                         ::testing::ValuesIn(FamiliesOnLines(kColourFamilies, {LineModel(LineModel::Instant),
-                                                                               LineModel::realistic()})),
+                         ::testing::ValuesIn(FamiliesOnLines(kColourFamilies, InstantAndUsbLines())),
                          FaultFamilyLineName);
 
 TEST_P(ColourFaultMatrix, GarbageWhileMeasuringFailsAtTheDisplayModeAnswer) {

@@ -24,8 +24,7 @@ class SlowFaultMatrix : public FaultCell {};
 INSTANTIATE_TEST_SUITE_P(Families, FaultMatrix, ::testing::ValuesIn(EveryFamilyOnLines(AllLines())),
                          FaultFamilyLineName);
 INSTANTIATE_TEST_SUITE_P(Families, SilentLineFaultMatrix,
-                         ::testing::ValuesIn(EveryFamilyOnLines({LineModel(LineModel::Instant)})),
-                         FaultFamilyLineName);
+                         ::testing::ValuesIn(EveryFamilyOnLines(InstantLine())), FaultFamilyLineName);
 INSTANTIATE_TEST_SUITE_P(Families, SlowFaultMatrix, ::testing::ValuesIn(EveryFamilyOnSlowLines()),
                          FaultFamilyLineName);
 

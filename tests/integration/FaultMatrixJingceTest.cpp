@@ -43,15 +43,11 @@ class JingcePulledFaultMatrix : public JingceFaultMatrix {};
 INSTANTIATE_TEST_SUITE_P(Lines, JingceFaultMatrix, ::testing::ValuesIn(FamilyOnLines("jingce", AllLines())),
                          FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, JingceSilentLineFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("jingce", {LineModel(LineModel::Instant)})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("jingce", InstantLine())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, JingceSlowFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("jingce", {LineModel(LineModel::Instant)})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("jingce", InstantLine())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, JingcePulledFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("jingce", {LineModel(LineModel::Instant),
-                                                                      LineModel::realistic()})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("jingce", InstantAndUsbLines())), FaultLineName);
 
 // --- Faults present from the start: what detection makes of them ---------------------------------
 

@@ -85,14 +85,11 @@ class LuminancePulledFaultMatrix : public LuminanceFaultMatrix {};
 INSTANTIATE_TEST_SUITE_P(Lines, LuminanceFaultMatrix,
                          ::testing::ValuesIn(FamilyOnLines("luminance", AllLines())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, LuminanceSilentLineFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("luminance", {LineModel(LineModel::Instant)})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("luminance", InstantLine())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, LuminanceSlowFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("luminance", {LineModel(LineModel::Instant)})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("luminance", InstantLine())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, LuminancePulledFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("luminance", {LineModel(LineModel::Instant),
-                                                                         LineModel::realistic()})),
+                         ::testing::ValuesIn(FamilyOnLines("luminance", InstantAndUsbLines())),
                          FaultLineName);
 
 // --- Faults present from the start: what detection makes of them ---------------------------------

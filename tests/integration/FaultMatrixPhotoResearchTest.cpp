@@ -54,14 +54,11 @@ class PhotoResearchPulledFaultMatrix : public PhotoResearchFaultMatrix {};
 INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchFaultMatrix,
                          ::testing::ValuesIn(FamilyOnLines("photoresearch", AllLines())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchSilentLineFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("photoresearch", {LineModel(LineModel::Instant)})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("photoresearch", InstantLine())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchSlowFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("photoresearch", {LineModel(LineModel::Instant)})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("photoresearch", InstantLine())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchPulledFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("photoresearch", {LineModel(LineModel::Instant),
-                                                                             LineModel::realistic()})),
+                         ::testing::ValuesIn(FamilyOnLines("photoresearch", InstantAndUsbLines())),
                          FaultLineName);
 
 // --- Faults present from the start: what detection makes of them ---------------------------------

@@ -72,16 +72,11 @@ class SpectroPulledFaultMatrix : public SpectroFaultMatrix {};
 INSTANTIATE_TEST_SUITE_P(Lines, SpectroFaultMatrix, ::testing::ValuesIn(FamilyOnLines("spectro", AllLines())),
                          FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, SpectroSilentLineFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("spectro", {LineModel(LineModel::Instant)})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("spectro", InstantLine())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, SpectroSlowFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("spectro", {LineModel(LineModel::Instant),
-                                                                       LineModel::realistic()})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("spectro", InstantAndUsbLines())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, SpectroPulledFaultMatrix,
-                         ::testing::ValuesIn(FamilyOnLines("spectro", {LineModel(LineModel::Instant),
-                                                                       LineModel::realistic()})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("spectro", InstantAndUsbLines())), FaultLineName);
 
 // --- Faults present from the start: what detection makes of them ---------------------------------
 

@@ -68,21 +68,14 @@ class JingceLostPort : public LostPortCell {};
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(Lines, SpectroLostPort,
-                         ::testing::ValuesIn(FamilyOnLines("spectro", {LineModel(LineModel::Instant),
-                                                                       LineModel::realistic()})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("spectro", InstantAndUsbLines())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, AnalyserLostPort,
-                         ::testing::ValuesIn(FamilyOnLines("analyser", {LineModel(LineModel::Instant),
-                                                                        LineModel::realistic()})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("analyser", InstantAndUsbLines())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchLostPort,
-                         ::testing::ValuesIn(FamilyOnLines("photoresearch", {LineModel(LineModel::Instant),
-                                                                             LineModel::realistic()})),
+                         ::testing::ValuesIn(FamilyOnLines("photoresearch", InstantAndUsbLines())),
                          FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, JingceLostPort,
-                         ::testing::ValuesIn(FamilyOnLines("jingce", {LineModel(LineModel::Instant),
-                                                                      LineModel::realistic()})),
-                         FaultLineName);
+                         ::testing::ValuesIn(FamilyOnLines("jingce", InstantAndUsbLines())), FaultLineName);
 
 TEST_P(SpectroLostPort, MeasurementWithTheDefaultLimitEndsWithTheLostPortCode) {
     pulledDuringMeasurementWith(kSpectroDefaultLimit, RESULT_PORT_LOST);

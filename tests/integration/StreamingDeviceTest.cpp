@@ -60,6 +60,24 @@ std::unique_ptr<IMinolta> createFacade(RecordingWatcher& watcher) {
     return std::unique_ptr<IMinolta>(created);
 }
 
+// One reply read on the detector's port with three tries of 100 ms, timed; the reply is freed with it.
+struct TimedRead {
+    bool ok = false;
+    char* reply = nullptr;
+    int length = -1;
+    qint64 ms = -1;
+
+    TimedRead() {
+        QElapsedTimer clock;
+        clock.start();
+        ok = CChromameterCommand().Read(&reply, length, 3, 100);
+        ms = clock.elapsed();
+    }
+    ~TimedRead() { delete[] reply; }
+    TimedRead(const TimedRead&) = delete;
+    TimedRead& operator=(const TimedRead&) = delete;
+};
+
 // Detection through a new facade pointed at `ports`, under a watchdog named `what`: its result and how
 // long it took (printed), with the facade and its watcher for the checks after it.
 struct TimedDetection {
@@ -93,22 +111,17 @@ TEST(StreamingDevice, OneReadEndsOneSecondAfterItsBufferFilled) {
     ASSERT_TRUE(openDetectorPort(device->portPath()));
     MessageCapture log;
     HangWatchdog watchdog(60, "a read on a streaming line");
-    char* reply = nullptr;
-    int length = -1;
-    QElapsedTimer clock;
-    clock.start();
-    EXPECT_TRUE(CChromameterCommand().Read(&reply, length, 3, 100));
-    const qint64 elapsed = clock.elapsed();
-    std::printf("one read on a streaming line ended after %lld ms\n", static_cast<long long>(elapsed));
-    EXPECT_GE(elapsed, kDrainAfterFullMs);
-    EXPECT_LE(elapsed, kFillAt9600Ms + kDrainAfterFullMs + 2 * kPortReadMs + 1000);
+    const TimedRead read;
+    EXPECT_TRUE(read.ok);
+    std::printf("one read on a streaming line ended after %lld ms\n", static_cast<long long>(read.ms));
+    EXPECT_GE(read.ms, kDrainAfterFullMs);
+    EXPECT_LE(read.ms, kFillAt9600Ms + kDrainAfterFullMs + 2 * kPortReadMs + 1000);
     // The buffer is full of the stream's bytes, its last byte still NUL.
-    EXPECT_EQ(length, CHROMAMETER_REPLY_SIZE - 1);
-    ASSERT_NE(reply, nullptr);
-    EXPECT_EQ(reply[CHROMAMETER_REPLY_SIZE - 1], '\0');
-    EXPECT_TRUE(QByteArray(reply).contains("$GP"));
+    EXPECT_EQ(read.length, CHROMAMETER_REPLY_SIZE - 1);
+    ASSERT_NE(read.reply, nullptr);
+    EXPECT_EQ(read.reply[CHROMAMETER_REPLY_SIZE - 1], '\0');
+    EXPECT_TRUE(QByteArray(read.reply).contains("$GP"));
     EXPECT_EQ(log.count(kEndedLine), 1) << log.lines().join('\n').toStdString();
-    delete[] reply;
 }
 
 TEST(StreamingDevice, SlowTrickleThatNeverPausesEndsTheReadTenSecondsAfterItsFirstByte) {
@@ -119,20 +132,15 @@ TEST(StreamingDevice, SlowTrickleThatNeverPausesEndsTheReadTenSecondsAfterItsFir
     MessageCapture log;
     HangWatchdog watchdog(60, "a read on a trickling line");
     device->streamNow(1, 30);
-    char* reply = nullptr;
-    int length = -1;
-    QElapsedTimer clock;
-    clock.start();
-    EXPECT_TRUE(CChromameterCommand().Read(&reply, length, 3, 100));
-    const qint64 elapsed = clock.elapsed();
+    const TimedRead read;
+    EXPECT_TRUE(read.ok);
     std::printf("one read on a trickling line ended after %lld ms with %d bytes\n",
-                static_cast<long long>(elapsed), length);
-    EXPECT_GE(elapsed, kLongestReplyMs);
-    EXPECT_LE(elapsed, kLongestReplyMs + 100 + 2 * kPortReadMs + 1000);
-    EXPECT_GT(length, 100);
-    EXPECT_LT(length, CHROMAMETER_REPLY_SIZE - 1);
+                static_cast<long long>(read.ms), read.length);
+    EXPECT_GE(read.ms, kLongestReplyMs);
+    EXPECT_LE(read.ms, kLongestReplyMs + 100 + 2 * kPortReadMs + 1000);
+    EXPECT_GT(read.length, 100);
+    EXPECT_LT(read.length, CHROMAMETER_REPLY_SIZE - 1);
     EXPECT_EQ(log.count(kEndedLine), 1) << log.lines().join('\n').toStdString();
-    delete[] reply;
 }
 
 TEST(StreamingDevice, DetectionOnAStreamingPortAloneFailsInBoundedTime) {
