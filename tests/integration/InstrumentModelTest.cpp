@@ -12,6 +12,19 @@
 
 namespace {
 
+// The echo model, with `fault` set, answers `command` to `host`, which hears at least `size` bytes.
+::testing::AssertionResult answeredWith(SimFault fault, EchoModel& sim, SerialHost& host,
+                                        const QByteArray& command, int size) {
+    sim.setFault(fault);
+    const ::testing::AssertionResult plugged = plugIn(sim, host);
+    if (!plugged)
+        return plugged;
+    host.send(command);
+    if (!host.waitHeard(size))
+        return ::testing::AssertionFailure() << "heard " << host.heard().size() << " of " << size << " bytes";
+    return ::testing::AssertionSuccess();
+}
+
 // The echo model answers `first` with `fault` set, then "B\n" without it: what the host heard of
 // both (at least `size` bytes), or what it had when none came in time. Any answer to `first` is
 // scheduled once the model has the command, so it would come before the answer to "B".
@@ -89,11 +102,8 @@ TEST(InstrumentModel, SilentFaultAnswersNothing) {
 
 TEST(InstrumentModel, GarbageFaultAnswersUnusableBytesOfTheSameLength) {
     EchoModel sim;
-    sim.setFault(SimFault::Garbage);
     SerialHost host;
-    ASSERT_TRUE(plugIn(sim, host));
-    host.send("HELLO\n");
-    ASSERT_TRUE(host.waitHeard(11));
+    ASSERT_TRUE(answeredWith(SimFault::Garbage, sim, host, "HELLO\n", 11));
     const QByteArray garbage = host.heard();
     EXPECT_EQ(garbage.size(), 11);
     EXPECT_FALSE(garbage.contains("ECHO"));
@@ -107,11 +117,8 @@ TEST(InstrumentModel, GarbageFaultAnswersUnusableBytesOfTheSameLength) {
 
 TEST(InstrumentModel, OverlongFaultAnswersFiveThousandBytes) {
     EchoModel sim;
-    sim.setFault(SimFault::Overlong);
     SerialHost host;
-    ASSERT_TRUE(plugIn(sim, host));
-    host.send("HELLO\n");
-    ASSERT_TRUE(host.waitHeard(5000));
+    ASSERT_TRUE(answeredWith(SimFault::Overlong, sim, host, "HELLO\n", 5000));
     pumpEvents(20);
     const QByteArray reply = host.heard();
     EXPECT_EQ(reply.size(), 5000);
@@ -126,11 +133,8 @@ TEST(InstrumentModel, CutFaultAnswersTheFirstHalf) {
 
 TEST(InstrumentModel, SplitFaultAnswersOneByteAtATime) {
     EchoModel sim;
-    sim.setFault(SimFault::SplitBytes);
     SerialHost host;
-    ASSERT_TRUE(plugIn(sim, host));
-    host.send("HI\n");
-    ASSERT_TRUE(host.waitHeard(8));
+    ASSERT_TRUE(answeredWith(SimFault::SplitBytes, sim, host, "HI\n", 8));
     EXPECT_EQ(host.heard(), QByteArray("ECHO:HI\n"));
     // Eight bytes 15 ms apart: the host sees them come in several reads over about 105 ms.
     EXPECT_GE(host.chunks().size(), 4);
