@@ -21,10 +21,6 @@ using AnalyserConversation = DriverFixture<ScriptedInstrument, ProbedCas40>;
 
 } // namespace
 
-TEST_F(AnalyserDriver, ConstructedDriverIsIdleWithTypeOneAndLimitOfTen) {
-    expectAsConstructed(1, 10);
-}
-
 TEST_F(AnalyserDriver, ConnectEntersRemoteModeThenZeroCalibratesWithTheClock) {
     const QDateTime before = nowToTheSecond();
     EXPECT_EQ(driver.Connect(), RESULT_OK);
@@ -54,36 +50,6 @@ TEST_F(AnalyserDriver, ConnectTellsWatchersOnTheCallersThreadBeforeMarkingConnec
     EXPECT_TRUE(driver.IsConnected());
 }
 
-TEST_F(AnalyserDriver, LuminanceAndChromaticityMeasurementIsStoredAndAnnounced) {
-    ASSERT_EQ(driver.Connect(), RESULT_OK);
-    sim.clearRecord();
-    EXPECT_EQ(measure(false), QStringLiteral("finished"));
-    EXPECT_NE(watcher.events()[0].thread, std::this_thread::get_id());
-    EXPECT_EQ(sim.received(), QByteArray("MDS,0\nMES,1\n"));
-
-    SChromameterMeasureData data = {-1.0f, -1.0f, -1.0f, 42.0f};
-    ASSERT_EQ(driver.ReadLvXy(data), RESULT_OK);
-    EXPECT_FLOAT_EQ(data.x, 0.3127f);
-    EXPECT_FLOAT_EQ(data.y, 0.3290f);
-    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
-    EXPECT_TRUE(driver.IsMeasureSucced());
-    EXPECT_TRUE(driver.IsReaded());
-}
-
-TEST_F(AnalyserDriver, ColourTemperatureMeasurementSwitchesModeAndReadsFieldThree) {
-    EXPECT_EQ(measure(true), QStringLiteral("finished"));
-    EXPECT_EQ(sim.received(), QByteArray("MDS,0\nMES,1\nMDS,1\nMES,1\n"));
-    // The instrument is left in the colour-temperature mode.
-    EXPECT_EQ(sim.displayMode(), 1);
-
-    SChromameterMeasureData data = {0, 0, 0, 0};
-    ASSERT_EQ(driver.ReadLvXy(data), RESULT_OK);
-    EXPECT_FLOAT_EQ(data.Tcp, 6504.0f);
-    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
-    EXPECT_FLOAT_EQ(data.x, 0.3127f);
-    EXPECT_FLOAT_EQ(data.y, 0.3290f);
-}
-
 TEST_F(AnalyserDriver, MeasurementWithoutColourTemperatureKeepsTheLastOne) {
     ASSERT_EQ(measure(true), QStringLiteral("finished"));
     SimReading reading;
@@ -95,18 +61,6 @@ TEST_F(AnalyserDriver, MeasurementWithoutColourTemperatureKeepsTheLastOne) {
     ASSERT_EQ(driver.ReadLvXy(data), RESULT_OK);
     EXPECT_FLOAT_EQ(data.Tcp, 6504.0f);
     EXPECT_FLOAT_EQ(data.Lv, 50.0f);
-}
-
-TEST_F(AnalyserDriver, Ok04ReplySucceedsWithZeroValues) {
-    ASSERT_EQ(measure(false), QStringLiteral("finished"));
-    ASSERT_NE(driver.lv(), 0.0);
-    sim.queueMeasureReply("OK04");
-    EXPECT_EQ(measure(false), QStringLiteral("finished"));
-    SChromameterMeasureData data = {-1, -1, -1, -1};
-    ASSERT_EQ(driver.ReadLvXy(data), RESULT_OK);
-    EXPECT_EQ(data.x, 0.0f);
-    EXPECT_EQ(data.y, 0.0f);
-    EXPECT_EQ(data.Lv, 0.0f);
 }
 
 TEST_F(AnalyserDriver, Ok02ReplyZeroCalibratesAtOnceThenSucceedsWithZeroValues) {
@@ -133,21 +87,6 @@ TEST_F(AnalyserDriver, Ok02ReplyZeroCalibratesAtOnceThenSucceedsWithZeroValues) 
     EXPECT_TRUE(driver.IsReaded());
 }
 
-TEST_F(AnalyserDriver, Er10ReplyFailsTheMeasurement) {
-    ASSERT_EQ(measure(false), QStringLiteral("finished"));
-    sim.queueMeasureReply("ER10");
-    EXPECT_EQ(measure(false), QStringLiteral("failed"));
-    EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
-    EXPECT_EQ(driver.lv(), 0.0);
-    EXPECT_EQ(driver.x(), 0.0);
-    EXPECT_EQ(driver.y(), 0.0);
-    EXPECT_FALSE(driver.IsMeasureSucced());
-    EXPECT_FALSE(driver.IsReaded());
-    SChromameterMeasureData data = {7, 7, 7, 7};
-    EXPECT_EQ(driver.ReadLvXy(data), RESULT_FAIL);
-    EXPECT_EQ(data.Lv, 7.0f);
-}
-
 TEST_F(AnalyserDriver, Ok04DuringColourTemperatureReadFails) {
     // Field 3 of the luminance reading is fine; the colour-temperature reply "OK04" is not accepted.
     sim.queueMeasureReply(sim.measurementLine(0).trimmed());
@@ -157,47 +96,19 @@ TEST_F(AnalyserDriver, Ok04DuringColourTemperatureReadFails) {
     EXPECT_FALSE(driver.IsReaded());
 }
 
-TEST_F(AnalyserDriver, LimitOfOneFailsEveryMeasurementYetStoresTheValues) {
-    driver.SetLimitTimes(1);
-    EXPECT_EQ(measure(false), QStringLiteral("failed"));
-    EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
-    EXPECT_EQ(driver.lv(), static_cast<double>(120.5f));
-    EXPECT_EQ(driver.x(), static_cast<double>(0.3127f));
-    EXPECT_EQ(driver.y(), static_cast<double>(0.3290f));
-    // The display-mode exchange has no success boundary.
-    EXPECT_TRUE(driver.ChangeDisplayMode("MDS,1\n"));
-    EXPECT_EQ(sim.displayMode(), 1);
-}
-
-TEST_F(AnalyserDriver, ReadLvXyBeforeTheWorkerEndsFails) {
+TEST_F(AnalyserDriver, ReadMeasureDataBeforeTheWorkerEndsFails) {
     ASSERT_EQ(measure(false), QStringLiteral("finished"));
     sim.setMeasureDelayMs(500);
     watcher.clear();
     ASSERT_EQ(driver.Measure(false), RESULT_OK);
-    SChromameterMeasureData data = {9, 9, 9, 9};
-    EXPECT_EQ(driver.ReadLvXy(data), RESULT_FAIL);
-    EXPECT_EQ(data.Lv, 9.0f);
     double v1 = 1, v2 = 2, v3 = 3, Lv = 4, x = 5, y = 6, v7 = 7;
     EXPECT_EQ(driver.ReadMeasureData(v1, v2, v3, Lv, x, y, v7), RESULT_FAIL);
     EXPECT_EQ(Lv, 4.0);
-    // While the worker runs, the measurement counts as succeeding, whatever its outcome will be.
-    ASSERT_TRUE(waitUntil([&] { return driver.busy(); }, 2000));
-    EXPECT_TRUE(driver.IsMeasureSucced());
     ASSERT_TRUE(waitForOutcome());
     EXPECT_EQ(watcher.last(), QStringLiteral("finished"));
     waitUntil([&] { return !driver.busy(); }, 1000);
-    EXPECT_EQ(driver.ReadLvXy(data), RESULT_OK);
-    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
-}
-
-TEST_F(AnalyserDriver, ReadLastestDataIsMinusOneWhateverWasMeasured) {
-    EXPECT_EQ(driver.ReadLastestData(), -1.0);
-    ASSERT_EQ(measure(true), QStringLiteral("finished"));
-    EXPECT_EQ(driver.ReadLastestData(), -1.0);
-    // The record it reads into is its own; the stored values stay as they were.
-    SChromameterMeasureData data = {0, 0, 0, 0};
-    EXPECT_EQ(driver.ReadLvXy(data), RESULT_OK);
-    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
+    EXPECT_EQ(driver.ReadMeasureData(v1, v2, v3, Lv, x, y, v7), RESULT_OK);
+    EXPECT_EQ(Lv, static_cast<double>(120.5f));
 }
 
 TEST_F(AnalyserDriver, ReadMeasureDataFillsOnlyLuminanceAndChromaticity) {
@@ -245,29 +156,6 @@ TEST_F(AnalyserDriver, ZeroCalibrateSendsTheDatedCommandAndWaitsForTheAnswer) {
     expectStampBetween(sim.lastZeroCalibrationDate(), before, after);
     EXPECT_FALSE(driver.IsConnected());
     EXPECT_EQ(watcher.events().size(), 0u);
-}
-
-TEST_F(AnalyserDriver, DisconnectLeavesRemoteModeTellsWatchersAndClosesThePort) {
-    ASSERT_EQ(driver.Connect(), RESULT_OK);
-    watcher.clear();
-    sim.clearRecord();
-    EXPECT_EQ(driver.Disconnect(), RESULT_OK);
-    EXPECT_EQ(sim.received(), QByteArray("COM,0\n"));
-    EXPECT_FALSE(sim.inRemoteMode());
-    EXPECT_FALSE(driver.IsConnected());
-    ASSERT_EQ(watcher.count("disconnected"), 1);
-    EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
-    EXPECT_FALSE(detectorPort().IsOpen());
-}
-
-TEST_F(AnalyserDriver, LostPortDuringMeasurementIsReportedAndDisconnects) {
-    ASSERT_EQ(driver.Connect(), RESULT_OK);
-    sim.setFault(SimFault::UnplugDuringMeasure);
-    EXPECT_EQ(measure(false), QStringLiteral("failed"));
-    EXPECT_EQ(watcher.events().back().code, RESULT_PORT_LOST);
-    EXPECT_FALSE(driver.IsConnected());
-    // A worker hands the close over to the port's own thread.
-    EXPECT_TRUE(waitUntil([] { return !detectorPort().IsOpen(); }, 2000));
 }
 
 TEST_F(AnalyserConversation, EightFieldReplyIsStoredThroughSinglePrecision) {

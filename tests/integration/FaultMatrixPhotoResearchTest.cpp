@@ -26,8 +26,6 @@ constexpr int kTrialsBeforeMs = kSpectroSilentTrialMs + kAnalyserSilentTrialMs +
 
 class PhotoResearchFaultMatrix : public FaultCell {
 protected:
-    PhotoResearchFaultMatrix() : FaultCell(QStringLiteral("photoresearch")) {}
-
     // `fault` after a healthy Connect fails the measurement within two polls; the read then asks the
     // instrument, which answers at once with nothing usable.
     void measurementAndReadFail(SimFault fault) {
@@ -53,50 +51,26 @@ class PhotoResearchPulledFaultMatrix : public PhotoResearchFaultMatrix {};
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchFaultMatrix, ::testing::ValuesIn(AllLines()), LineName);
+INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchFaultMatrix,
+                         ::testing::ValuesIn(FamilyOnLines("photoresearch", AllLines())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchSilentLineFaultMatrix,
-                         ::testing::Values(LineModel(LineModel::Instant)), LineName);
+                         ::testing::ValuesIn(FamilyOnLines("photoresearch", InstantLine())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchSlowFaultMatrix,
-                         ::testing::Values(LineModel(LineModel::Instant)), LineName);
+                         ::testing::ValuesIn(FamilyOnLines("photoresearch", InstantLine())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchPulledFaultMatrix,
-                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+                         ::testing::ValuesIn(FamilyOnLines("photoresearch", InstantAndUsbLines())),
+                         FaultLineName);
 
 // --- Faults present from the start: what detection makes of them ---------------------------------
 
-TEST_P(PhotoResearchSilentLineFaultMatrix, SilenceAtConnectFailsDetectionWithinEveryDriversBudget) {
-    expectSilentDetection(connectDespite(SimFault::Silent));
-    EXPECT_EQ(model().countReceived("PHOTO"), 1);
-    expectHealthyAgain(Recovery::FreshInstrument);
-}
-
-TEST_P(PhotoResearchFaultMatrix, GarbageAtConnectIsNotTakenForTheInstrument) {
-    garbageAtConnect();
-    expectHealthyAgain(Recovery::FreshInstrument);
-}
-
-TEST_P(PhotoResearchSlowFaultMatrix, OverlongReplyAtConnectStaysInItsBufferAndEndsInAResultCode) {
-    // Only the first 12 bytes of the greeting count, and the pieces are joined with the head kept: a
-    // padded greeting connects.
-    overlongReplyAtConnect();
-    expectHealthyAgain(Recovery::FreshInstrument);
-}
-
 TEST_P(PhotoResearchFaultMatrix, CutReplyAtConnectIsNotTakenForTheInstrument) {
     cutReplyAtConnect("接收 REMOTE");
-    expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_P(PhotoResearchFaultMatrix, ReplySplitIntoSingleBytesAtConnectEndsInAResultCode) {
     // The bytes follow each other closely and are joined into the whole greeting: the instrument is
     // found, unless a loaded machine stretches a gap past the pause between replies.
     replySplitAtConnect(kSilentDetectionMs + answeredReadMs(kGreetingBytes));
-    expectHealthyAgain(Recovery::FreshInstrument);
-}
-
-TEST_P(PhotoResearchSilentLineFaultMatrix, WrongLineSpeedAtConnectFailsDetectionLikeSilence) {
-    wrongLineSpeedAtConnect();
-    // The same instrument set to its own speed again: it listens for "PHOTO" after any noise.
-    expectHealthyAgain(Recovery::SameInstrument);
 }
 
 TEST_P(PhotoResearchPulledFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWaitingOutTheBudgets) {
@@ -106,7 +80,6 @@ TEST_P(PhotoResearchPulledFaultMatrix, PulledDuringConnectFailsAtOnceWithoutWait
                           kTrialsBeforeMs + silentReadMs(1, kPhotoAnswerWaitMs));
     EXPECT_TRUE(loggedDeviceLoss()) << log().toStdString();
     EXPECT_TRUE(logged("打开失败!")) << log().toStdString();
-    expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 // --- Faults after a healthy Connect: measurement and read -----------------------------------------
@@ -125,13 +98,12 @@ TEST_P(PhotoResearchSilentLineFaultMatrix, SlowSilenceWhileMeasuringFailsAfterTe
     EXPECT_GE(ms, kAnswerSleptMs);
     EXPECT_LE(ms, allowedMs(kAnswerMs));
     EXPECT_EQ(data.Tcp, -1.0f);
-    expectHealthyAgain(Recovery::SameInstrument);
+    recoverWith(Recovery::SameInstrument);
 }
 
 TEST_P(PhotoResearchFaultMatrix, GarbageWhileMeasuringFailsAndTheReadFails) {
     measurementAndReadFail(SimFault::Garbage);
     EXPECT_TRUE(loggedGarbage()) << log().toStdString();
-    expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_P(PhotoResearchSlowFaultMatrix, OverlongReplyWhileMeasuringEndsInAWatcherCall) {
@@ -146,14 +118,12 @@ TEST_P(PhotoResearchSlowFaultMatrix, OverlongReplyWhileMeasuringEndsInAWatcherCa
         EXPECT_FLOAT_EQ(data.x, 0.3127f);
         EXPECT_EQ(data.y, 0.0f);
     }
-    expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_P(PhotoResearchFaultMatrix, CutReplyWhileMeasuringFailsAndTheReadFails) {
     // Half a report stops inside the luminance field: no comma after it.
     measurementAndReadFail(SimFault::Cut);
     EXPECT_TRUE(loggedReply("接收00000,111,1.2050e+")) << log().toStdString();
-    expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_P(PhotoResearchFaultMatrix, ReplySplitIntoSingleBytesWhileMeasuringEndsInAWatcherCall) {
@@ -163,7 +133,6 @@ TEST_P(PhotoResearchFaultMatrix, ReplySplitIntoSingleBytesWhileMeasuringEndsInAW
     // Joined, the bytes make the whole status "00000" and report; a gap stretched past the pause
     // between replies would spoil them.
     finishedOrFailed(outcome);
-    expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_P(PhotoResearchPulledFaultMatrix, PulledDuringMeasurementFailsWithinItsPolls) {
@@ -171,7 +140,6 @@ TEST_P(PhotoResearchPulledFaultMatrix, PulledDuringMeasurementFailsWithinItsPoll
     // Every poll after the loss fails at once; the watchers always hear the plain failure.
     expectFailed(measureWithin(kPollMs + kPhotoDefaultLimit * kPortReadMs));
     EXPECT_TRUE(loggedDeviceLoss()) << log().toStdString();
-    expectHealthyAgain(Recovery::FreshInstrument);
 }
 
 TEST_P(PhotoResearchPulledFaultMatrix, PulledDuringReadFailsAtOnce) {
@@ -187,5 +155,4 @@ TEST_P(PhotoResearchPulledFaultMatrix, PulledDuringReadFailsAtOnce) {
     EXPECT_LE(ms, allowedMs(silentReadMs(1, kPhotoAnswerWaitMs)));
     EXPECT_EQ(data.Lv, 0.0f);
     EXPECT_TRUE(loggedDeviceLoss()) << log().toStdString();
-    expectHealthyAgain(Recovery::FreshInstrument);
 }

@@ -41,11 +41,6 @@ using JingceConversation = JingceFixture<ScriptedInstrument>;
 
 } // namespace
 
-TEST_F(JingceDriver, ConstructedDriverIsIdleWithTypeFourAndLimitOfTen) {
-    expectAsConstructed(4, 10);
-    EXPECT_EQ(driver.tcp(), 0.0);
-}
-
 TEST_F(JingceDriver, ConnectLeavesAndEntersRemoteModeThenZeroCalibratesWithTheClock) {
     const QDateTime before = nowToTheSecond();
     EXPECT_EQ(driver.Connect(), RESULT_OK);
@@ -60,40 +55,6 @@ TEST_F(JingceDriver, ConnectLeavesAndEntersRemoteModeThenZeroCalibratesWithTheCl
     EXPECT_EQ(watcher.events()[0].thread, std::this_thread::get_id());
 }
 
-TEST_F(JingceDriver, LuminanceAndChromaticityMeasurementIsStoredAndAnnounced) {
-    ASSERT_EQ(driver.Connect(), RESULT_OK);
-    sim.clearRecord();
-    EXPECT_EQ(measure(false), QStringLiteral("finished"));
-    EXPECT_NE(watcher.events()[0].thread, std::this_thread::get_id());
-    EXPECT_EQ(sim.received(), QByteArray("MDS,0\rMES\r"));
-    SChromameterMeasureData data = {0, 0, 0, -3.0f};
-    ASSERT_EQ(driver.ReadLvXy(data), RESULT_OK);
-    EXPECT_FLOAT_EQ(data.x, 0.3127f);
-    EXPECT_FLOAT_EQ(data.y, 0.3290f);
-    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
-    EXPECT_EQ(data.Tcp, 0.0f);
-}
-
-TEST_F(JingceDriver, ColourTemperatureMeasurementSwitchesModeAndReadsFieldFour) {
-    EXPECT_EQ(measure(true), QStringLiteral("finished"));
-    EXPECT_EQ(sim.received(), QByteArray("MDS,0\rMES\rMDS,1\rMES\r"));
-    EXPECT_EQ(sim.displayMode(), 1);
-    SChromameterMeasureData data = {0, 0, 0, 0};
-    ASSERT_EQ(driver.ReadLvXy(data), RESULT_OK);
-    EXPECT_FLOAT_EQ(data.Tcp, 6504.0f);
-    EXPECT_FLOAT_EQ(data.Lv, 120.5f);
-}
-
-TEST_F(JingceDriver, Ok04ReplySucceedsWithZeroValues) {
-    ASSERT_EQ(measure(false), QStringLiteral("finished"));
-    sim.queueMeasureReply("OK04");
-    EXPECT_EQ(measure(false), QStringLiteral("finished"));
-    EXPECT_EQ(driver.lv(), 0.0);
-    EXPECT_EQ(driver.x(), 0.0);
-    EXPECT_EQ(driver.y(), 0.0);
-    EXPECT_EQ(sim.plainZeroCalibrationCount(), 0);
-}
-
 TEST_F(JingceDriver, Ok02ReplyStartsABackgroundZeroCalibrationAndSucceeds) {
     sim.setZeroCalibrationDelayMs(300);
     sim.queueMeasureReply("OK02");
@@ -105,15 +66,6 @@ TEST_F(JingceDriver, Ok02ReplyStartsABackgroundZeroCalibrationAndSucceeds) {
     EXPECT_EQ(watcher.events().back().code, RESULT_OK);
     EXPECT_NE(watcher.events().back().thread, std::this_thread::get_id());
     EXPECT_EQ(sim.plainZeroCalibrationCount(), 1);
-}
-
-TEST_F(JingceDriver, Er10ReplyFailsTheMeasurement) {
-    ASSERT_EQ(measure(false), QStringLiteral("finished"));
-    sim.queueMeasureReply("ER10");
-    EXPECT_EQ(measure(false), QStringLiteral("failed"));
-    EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
-    EXPECT_EQ(driver.lv(), 0.0);
-    EXPECT_FALSE(driver.IsReaded());
 }
 
 TEST_F(JingceDriver, ZeroCalibrateReturnsAtOnceAndTellsWatchersOnSuccess) {
@@ -131,36 +83,6 @@ TEST_F(JingceDriver, ZeroCalibrateReturnsAtOnceAndTellsWatchersOnSuccess) {
     // No flag of the driver changes.
     EXPECT_FALSE(driver.IsConnected());
     EXPECT_FALSE(driver.IsReaded());
-}
-
-TEST_F(JingceDriver, LimitOfOneFailsEveryMeasurementYetStoresTheValues) {
-    driver.SetLimitTimes(1);
-    EXPECT_EQ(measure(false), QStringLiteral("failed"));
-    EXPECT_EQ(driver.lv(), static_cast<double>(120.5f));
-    EXPECT_EQ(driver.x(), static_cast<double>(3127.0f / 10000.0f));
-    EXPECT_TRUE(driver.ChangeDisplayMode("MDS,1\r"));
-    EXPECT_EQ(sim.displayMode(), 1);
-}
-
-TEST_F(JingceDriver, ReadLvXyBeforeTheWorkerEndsFails) {
-    ASSERT_EQ(measure(false), QStringLiteral("finished"));
-    sim.setMeasureDelayMs(500);
-    watcher.clear();
-    ASSERT_EQ(driver.Measure(false), RESULT_OK);
-    SChromameterMeasureData data = {9, 9, 9, 9};
-    EXPECT_EQ(driver.ReadLvXy(data), RESULT_FAIL);
-    EXPECT_EQ(data.Lv, 9.0f);
-    ASSERT_TRUE(waitUntil([&] { return driver.busy(); }, 2000));
-    EXPECT_TRUE(driver.IsMeasureSucced());
-    ASSERT_TRUE(waitForOutcome());
-    waitUntil([&] { return !driver.busy(); }, 1000);
-    EXPECT_EQ(driver.ReadLvXy(data), RESULT_OK);
-}
-
-TEST_F(JingceDriver, ReadLastestDataIsMinusOneWhateverWasMeasured) {
-    EXPECT_EQ(driver.ReadLastestData(), -1.0);
-    ASSERT_EQ(measure(false), QStringLiteral("finished"));
-    EXPECT_EQ(driver.ReadLastestData(), -1.0);
 }
 
 TEST_F(JingceDriver, SevenValueSpectrumAndRawReadsAreNotSupportedWhateverTheState) {
@@ -187,17 +109,6 @@ TEST_F(JingceDriver, SevenValueSpectrumAndRawReadsAreNotSupportedWhateverTheStat
 TEST_F(JingceDriver, DriverRefusesToKeepWatchers) {
     RecordingWatcher other;
     expectDriverRefusesWatchers(driver, &other, &watcher);
-}
-
-TEST_F(JingceDriver, DisconnectLeavesRemoteModeTellsWatchersAndClosesThePort) {
-    ASSERT_EQ(driver.Connect(), RESULT_OK);
-    watcher.clear();
-    sim.clearRecord();
-    EXPECT_EQ(driver.Disconnect(), RESULT_OK);
-    EXPECT_EQ(sim.received(), QByteArray("COM,0\r"));
-    EXPECT_FALSE(driver.IsConnected());
-    EXPECT_EQ(watcher.count("disconnected"), 1);
-    EXPECT_FALSE(detectorPort().IsOpen());
 }
 
 TEST_F(JingceConversation, ScaledReadingIsStored) {

@@ -12,6 +12,7 @@
 #include "AnalyserModel.h"
 #include "ChromameterDetector.h"
 #include "ChromameterMinoltaCas40.h"
+#include "MeasurementOutcome.h"
 #include "Minolta.h"
 #include "MinoltaVistor.h"
 #include "TestSupport.h"
@@ -77,10 +78,6 @@ protected:
         return waitUntil([&] { return threadCount() <= baselineThreads; }, 5000);
     }
 
-    bool waitForOutcome() {
-        return waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, 10000);
-    }
-
     // One whole session as a host has it: factory, watcher, detection, measurement, read, sign-off.
     void facadeCycle(int cycle) {
         SCOPED_TRACE(cycle);
@@ -90,8 +87,7 @@ protected:
         EXPECT_EQ(facade->RegisterWatcher(&watcher), 1ul);
         watcher.clear();
         ASSERT_EQ(facade->Connect(), RESULT_OK);
-        ASSERT_EQ(facade->Measure(false), RESULT_OK);
-        ASSERT_TRUE(waitForOutcome());
+        ASSERT_TRUE(MeasurementOutcome::measure(*facade, false, watcher, 10000).heard());
         ASSERT_EQ(watcher.last(), QStringLiteral("finished"));
         ASSERT_TRUE(waitForWorkerEnd());
         SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
@@ -115,8 +111,7 @@ protected:
         std::unique_ptr<CChromameterMinoltaCas40> driver(new CChromameterMinoltaCas40());
         watcher.clear();
         ASSERT_EQ(driver->Connect(), RESULT_OK);
-        ASSERT_EQ(driver->Measure(false), RESULT_OK);
-        ASSERT_TRUE(waitForOutcome());
+        ASSERT_TRUE(MeasurementOutcome::measure(*driver, false, watcher, 10000).heard());
         ASSERT_EQ(watcher.last(), QStringLiteral("finished"));
         ASSERT_TRUE(waitForWorkerEnd());
         SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};

@@ -25,8 +25,6 @@ constexpr int kEndsWithinMs = silentReadMs(1, 1000) + answeredReadMs();
 
 class LostPortCell : public FaultCell {
 protected:
-    explicit LostPortCell(const QString& family) : FaultCell(family) {}
-
     // The driver's own limit of reads for one measurement.
     void setLimit(int limit) {
         IMinolta* held = driver();
@@ -59,37 +57,25 @@ protected:
         EXPECT_TRUE(loggedDeviceLoss()) << log().toStdString();
         std::cout << family().toStdString() << " limit " << limit << ": outcome after " << outcome.ms
                   << " ms, " << cpuMs << " ms of processor time" << std::endl;
-        expectHealthyAgain(Recovery::FreshInstrument);
     }
 };
 
-class SpectroLostPort : public LostPortCell {
-protected:
-    SpectroLostPort() : LostPortCell(QStringLiteral("spectro")) {}
-};
-class AnalyserLostPort : public LostPortCell {
-protected:
-    AnalyserLostPort() : LostPortCell(QStringLiteral("analyser")) {}
-};
-class PhotoResearchLostPort : public LostPortCell {
-protected:
-    PhotoResearchLostPort() : LostPortCell(QStringLiteral("photoresearch")) {}
-};
-class JingceLostPort : public LostPortCell {
-protected:
-    JingceLostPort() : LostPortCell(QStringLiteral("jingce")) {}
-};
+class SpectroLostPort : public LostPortCell {};
+class AnalyserLostPort : public LostPortCell {};
+class PhotoResearchLostPort : public LostPortCell {};
+class JingceLostPort : public LostPortCell {};
 
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(Lines, SpectroLostPort,
-                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+                         ::testing::ValuesIn(FamilyOnLines("spectro", InstantAndUsbLines())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, AnalyserLostPort,
-                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+                         ::testing::ValuesIn(FamilyOnLines("analyser", InstantAndUsbLines())), FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, PhotoResearchLostPort,
-                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+                         ::testing::ValuesIn(FamilyOnLines("photoresearch", InstantAndUsbLines())),
+                         FaultLineName);
 INSTANTIATE_TEST_SUITE_P(Lines, JingceLostPort,
-                         ::testing::Values(LineModel(LineModel::Instant), LineModel::realistic()), LineName);
+                         ::testing::ValuesIn(FamilyOnLines("jingce", InstantAndUsbLines())), FaultLineName);
 
 TEST_P(SpectroLostPort, MeasurementWithTheDefaultLimitEndsWithTheLostPortCode) {
     pulledDuringMeasurementWith(kSpectroDefaultLimit, RESULT_PORT_LOST);

@@ -8,6 +8,7 @@
 #include "HangWatchdog.h"
 #include "IMinolta.h"
 #include "InstrumentModel.h"
+#include "MeasurementOutcome.h"
 #include "ScriptedInstrument.h"
 #include "SimFamilies.h"
 #include "TestSupport.h"
@@ -59,6 +60,50 @@ std::unique_ptr<IMinolta> createFacade(RecordingWatcher& watcher) {
     return std::unique_ptr<IMinolta>(created);
 }
 
+// One reply read on the detector's port with three tries of 100 ms, timed; the reply is freed with it.
+struct TimedRead {
+    bool ok = false;
+    char* reply = nullptr;
+    int length = -1;
+    qint64 ms = -1;
+
+    TimedRead() {
+        QElapsedTimer clock;
+        clock.start();
+        ok = CChromameterCommand().Read(&reply, length, 3, 100);
+        ms = clock.elapsed();
+    }
+    ~TimedRead() { delete[] reply; }
+    TimedRead(const TimedRead&) = delete;
+    TimedRead& operator=(const TimedRead&) = delete;
+};
+
+// Detection through a new facade pointed at `ports`, under a watchdog named `what`: its result and how
+// long it took (printed), with the facade and its watcher for the checks after it.
+struct TimedDetection {
+    RecordingWatcher watcher;
+    std::unique_ptr<IMinolta> facade;
+    unsigned long result = RESULT_FAIL;
+    qint64 ms = -1;
+
+    TimedDetection(const QStringList& ports, const char* what) : facade(createFacade(watcher)) {
+        if (!facade)
+            return;
+        CatalogueScope scope(ports);
+        HangWatchdog watchdog(90, what);
+        QElapsedTimer clock;
+        clock.start();
+        result = facade->Connect();
+        ms = clock.elapsed();
+        std::printf("%s: %s after %lld ms\n", what, result == RESULT_OK ? "found" : "failed",
+                    static_cast<long long>(ms));
+    }
+    ~TimedDetection() {
+        if (facade)
+            facade->UnregisterWatcher(&watcher);
+    }
+};
+
 } // namespace
 
 TEST(StreamingDevice, OneReadEndsOneSecondAfterItsBufferFilled) {
@@ -66,22 +111,17 @@ TEST(StreamingDevice, OneReadEndsOneSecondAfterItsBufferFilled) {
     ASSERT_TRUE(openDetectorPort(device->portPath()));
     MessageCapture log;
     HangWatchdog watchdog(60, "a read on a streaming line");
-    char* reply = nullptr;
-    int length = -1;
-    QElapsedTimer clock;
-    clock.start();
-    EXPECT_TRUE(CChromameterCommand().Read(&reply, length, 3, 100));
-    const qint64 elapsed = clock.elapsed();
-    std::printf("one read on a streaming line ended after %lld ms\n", static_cast<long long>(elapsed));
-    EXPECT_GE(elapsed, kDrainAfterFullMs);
-    EXPECT_LE(elapsed, kFillAt9600Ms + kDrainAfterFullMs + 2 * kPortReadMs + 1000);
+    const TimedRead read;
+    EXPECT_TRUE(read.ok);
+    std::printf("one read on a streaming line ended after %lld ms\n", static_cast<long long>(read.ms));
+    EXPECT_GE(read.ms, kDrainAfterFullMs);
+    EXPECT_LE(read.ms, kFillAt9600Ms + kDrainAfterFullMs + 2 * kPortReadMs + 1000);
     // The buffer is full of the stream's bytes, its last byte still NUL.
-    EXPECT_EQ(length, CHROMAMETER_REPLY_SIZE - 1);
-    ASSERT_NE(reply, nullptr);
-    EXPECT_EQ(reply[CHROMAMETER_REPLY_SIZE - 1], '\0');
-    EXPECT_TRUE(QByteArray(reply).contains("$GP"));
+    EXPECT_EQ(read.length, CHROMAMETER_REPLY_SIZE - 1);
+    ASSERT_NE(read.reply, nullptr);
+    EXPECT_EQ(read.reply[CHROMAMETER_REPLY_SIZE - 1], '\0');
+    EXPECT_TRUE(QByteArray(read.reply).contains("$GP"));
     EXPECT_EQ(log.count(kEndedLine), 1) << log.lines().join('\n').toStdString();
-    delete[] reply;
 }
 
 TEST(StreamingDevice, SlowTrickleThatNeverPausesEndsTheReadTenSecondsAfterItsFirstByte) {
@@ -92,42 +132,29 @@ TEST(StreamingDevice, SlowTrickleThatNeverPausesEndsTheReadTenSecondsAfterItsFir
     MessageCapture log;
     HangWatchdog watchdog(60, "a read on a trickling line");
     device->streamNow(1, 30);
-    char* reply = nullptr;
-    int length = -1;
-    QElapsedTimer clock;
-    clock.start();
-    EXPECT_TRUE(CChromameterCommand().Read(&reply, length, 3, 100));
-    const qint64 elapsed = clock.elapsed();
+    const TimedRead read;
+    EXPECT_TRUE(read.ok);
     std::printf("one read on a trickling line ended after %lld ms with %d bytes\n",
-                static_cast<long long>(elapsed), length);
-    EXPECT_GE(elapsed, kLongestReplyMs);
-    EXPECT_LE(elapsed, kLongestReplyMs + 100 + 2 * kPortReadMs + 1000);
-    EXPECT_GT(length, 100);
-    EXPECT_LT(length, CHROMAMETER_REPLY_SIZE - 1);
+                static_cast<long long>(read.ms), read.length);
+    EXPECT_GE(read.ms, kLongestReplyMs);
+    EXPECT_LE(read.ms, kLongestReplyMs + 100 + 2 * kPortReadMs + 1000);
+    EXPECT_GT(read.length, 100);
+    EXPECT_LT(read.length, CHROMAMETER_REPLY_SIZE - 1);
     EXPECT_EQ(log.count(kEndedLine), 1) << log.lines().join('\n').toStdString();
-    delete[] reply;
 }
 
 TEST(StreamingDevice, DetectionOnAStreamingPortAloneFailsInBoundedTime) {
     auto device = startStreamingDevice();
-    CatalogueScope scope({device->portPath()});
-    RecordingWatcher watcher;
-    auto facade = createFacade(watcher);
-    ASSERT_TRUE(facade);
-    HangWatchdog watchdog(90, "detection on a streaming port");
-    QElapsedTimer clock;
-    clock.start();
-    EXPECT_EQ(facade->Connect(), RESULT_FAIL);
-    const qint64 elapsed = clock.elapsed();
-    std::printf("detection on a streaming port failed after %lld ms\n", static_cast<long long>(elapsed));
-    EXPECT_LT(elapsed, 30000);
-    EXPECT_FALSE(facade->IsConnected());
-    EXPECT_EQ(watcher.count("connected"), 0);
+    const TimedDetection detection({device->portPath()}, "detection on a streaming port");
+    ASSERT_TRUE(detection.facade);
+    EXPECT_EQ(detection.result, RESULT_FAIL);
+    EXPECT_LT(detection.ms, 30000);
+    EXPECT_FALSE(detection.facade->IsConnected());
+    EXPECT_EQ(detection.watcher.count("connected"), 0);
     // Every family was asked, the Jingce colorimeter at its own speed last.
     EXPECT_EQ(device->countReceived("STR,4\r"), 1);
     EXPECT_EQ(device->countReceived("PHOTO"), 1);
     EXPECT_EQ(device->countReceived("COM,0\r"), 1);
-    facade->UnregisterWatcher(&watcher);
 }
 
 TEST(StreamingDevice, InstrumentOnTheNextPortIsFoundAfterTheStreamingPortFails) {
@@ -136,22 +163,14 @@ TEST(StreamingDevice, InstrumentOnTheNextPortIsFoundAfterTheStreamingPortFails) 
     ASSERT_TRUE(analyser);
     analyser->setLine(LineModel::realistic());
     ASSERT_TRUE(analyser->start());
-    CatalogueScope scope({device->portPath(), analyser->portPath()});
-    RecordingWatcher watcher;
-    auto facade = createFacade(watcher);
-    ASSERT_TRUE(facade);
-    HangWatchdog watchdog(90, "detection past a streaming port");
-    QElapsedTimer clock;
-    clock.start();
-    EXPECT_EQ(facade->Connect(), RESULT_OK);
-    const qint64 elapsed = clock.elapsed();
-    std::printf("instrument after a streaming port found after %lld ms\n", static_cast<long long>(elapsed));
-    EXPECT_LT(elapsed, 35000);
+    TimedDetection detection({device->portPath(), analyser->portPath()}, "detection past a streaming port");
+    ASSERT_TRUE(detection.facade);
+    EXPECT_EQ(detection.result, RESULT_OK);
+    EXPECT_LT(detection.ms, 35000);
     EXPECT_EQ(CChromameterDetector::GetInstance()->m_nInstrumentType, SimFamilyType("analyser"));
     // The streaming port was tried first and given up.
     EXPECT_EQ(device->countReceived("STR,4\r"), 1);
-    ASSERT_NO_FATAL_FAILURE(expectDefaultReadingMeasured(*facade, watcher));
-    facade->UnregisterWatcher(&watcher);
+    ASSERT_NO_FATAL_FAILURE(expectDefaultReadingMeasured(*detection.facade, detection.watcher));
 }
 
 TEST(StreamingDevice, MeasurementWhoseLineStartsStreamingFailsInBoundedTime) {
@@ -165,11 +184,9 @@ TEST(StreamingDevice, MeasurementWhoseLineStartsStreamingFailsInBoundedTime) {
     watcher.clear();
 
     HangWatchdog watchdog(60, "a measurement on a line that streams");
-    QElapsedTimer clock;
-    clock.start();
-    EXPECT_EQ(facade->Measure(false), RESULT_OK);
-    ASSERT_TRUE(waitUntil([&] { return watcher.count("failed") + watcher.count("finished") > 0; }, 30000));
-    const qint64 elapsed = clock.elapsed();
+    const MeasurementOutcome outcome = MeasurementOutcome::measure(*facade, false, watcher, 30000);
+    ASSERT_TRUE(outcome.heard());
+    const qint64 elapsed = outcome.ms;
     std::printf("measurement on a streaming line failed after %lld ms\n", static_cast<long long>(elapsed));
     EXPECT_TRUE(sim->streaming());
     ASSERT_EQ(watcher.count("failed"), 1);

@@ -8,6 +8,7 @@
 #include "DetectorPort.h"
 #include "DriverWorkers.h"
 #include "IMinolta.h"
+#include "MeasurementOutcome.h"
 #include "MinoltaVistor.h"
 #include "TestSupport.h"
 
@@ -63,7 +64,7 @@ protected:
     // Pumps the event loop (a worker's writes are queued to this thread) until a measurement's
     // outcome reaches the watcher.
     bool waitForOutcome(int timeoutMs = 10000) {
-        return waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, timeoutMs);
+        return MeasurementOutcome::waitFor(watcher, timeoutMs).heard();
     }
 
     // Starts a measurement and waits for its outcome, keeping what the watcher heard before.
@@ -76,8 +77,7 @@ protected:
     // outcome's name ("finished" or "failed"), or empty when none came in time.
     QString measure(bool tcp = false, int timeoutMs = 15000) {
         watcher.clear();
-        EXPECT_EQ(driver.Measure(tcp), RESULT_OK);
-        if (!waitForOutcome(timeoutMs))
+        if (!MeasurementOutcome::measure(driver, tcp, watcher, timeoutMs).heard())
             return QString();
         waitUntil([&] { return !driver.busy(); }, 1000);
         return lastOutcome();

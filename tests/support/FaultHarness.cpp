@@ -5,6 +5,7 @@
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
 #include "InstrumentFamilies.h"
+#include "LuminanceFrames.h"
 #include "LuminanceMeter.h"
 #include "Minolta.h"
 #include "PhotoResearch.h"
@@ -12,8 +13,6 @@
 
 #include <QElapsedTimer>
 
-#include <chrono>
-#include <ctime>
 #include <vector>
 
 namespace {
@@ -25,46 +24,7 @@ std::vector<std::unique_ptr<InstrumentModel>>& retired() {
 }
 } // namespace
 
-namespace {
-qint64 processCpuNs() {
-    timespec now = {0, 0};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return qint64(now.tv_sec) * 1000000000 + now.tv_nsec;
-}
-} // namespace
-
-CpuTime::CpuTime() : m_startNs(processCpuNs()) {}
-
-qint64 CpuTime::elapsedMs() const {
-    return (processCpuNs() - m_startNs) / 1000000;
-}
-
-AfterDelay::AfterDelay(int delayMs, std::function<void()> action) {
-    m_thread = std::thread([this, delayMs, action] {
-        {
-            std::unique_lock<std::mutex> lock(m_mutex);
-            if (m_cv.wait_for(lock, std::chrono::milliseconds(delayMs), [this] { return m_cancel; }))
-                return;
-        }
-        action();
-        m_done = true;
-    });
-}
-
-AfterDelay::~AfterDelay() {
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_cancel = true;
-    }
-    m_cv.notify_all();
-    m_thread.join();
-}
-
-bool AfterDelay::done() const {
-    return m_done.load();
-}
-
-FaultCell::FaultCell(const QString& family) : m_family(family) {}
+FaultCell::FaultCell() : m_family(QString::fromLatin1(kInstrumentFamilies[GetParam().type].name)) {}
 
 void FaultCell::SetUp() {
     IMinolta* facade = nullptr;
@@ -74,6 +34,11 @@ void FaultCell::SetUp() {
 }
 
 void FaultCell::TearDown() {
+    if (m_recovery && m_model && !HasFatalFailure() && !IsSkipped()) {
+        SCOPED_TRACE("the cell's ending: a later Connect to a healthy " + m_family.toStdString() +
+                     " instrument");
+        expectHealthyAgain(*m_recovery);
+    }
     // Let queued writes and closes of the last exchange run before the instrument goes away.
     pumpEvents(100);
     if (m_facade)
@@ -86,7 +51,7 @@ void FaultCell::TearDown() {
 InstrumentModel& FaultCell::start(std::unique_ptr<InstrumentModel> custom) {
     std::unique_ptr<InstrumentModel> model = custom ? std::move(custom) : CreateFamilyModel(m_family);
     if (model)
-        model->setLine(GetParam());
+        model->setLine(GetParam().line);
     if (!model)
         ADD_FAILURE() << "no simulator model for " << m_family.toStdString() << ": "
                       << SimFamilyProblem(m_family).toStdString();
@@ -99,7 +64,7 @@ InstrumentModel& FaultCell::start(std::unique_ptr<InstrumentModel> custom) {
 }
 
 int FaultCell::familyType() const {
-    return SimFamilyType(m_family);
+    return GetParam().type;
 }
 
 int FaultCell::familyBaud() const {
@@ -108,7 +73,7 @@ int FaultCell::familyBaud() const {
 }
 
 int FaultCell::lineMs(int bytes) const {
-    const LineModel line = GetParam();
+    const LineModel line = GetParam().line;
     if (line.kind() == LineModel::Instant)
         return 0;
     const qint64 ms = LineModel::byteTimeNs(familyBaud()) * bytes / 1000000;
@@ -132,29 +97,7 @@ void FaultCell::connectHealthy() {
 }
 
 FaultCell::Outcome FaultCell::measure(int timeoutMs) {
-    const size_t before = watcher.events().size();
-    auto outcomeAfter = [&](Outcome* out) {
-        const std::vector<RecordingWatcher::Event> events = watcher.events();
-        for (size_t i = before; i < events.size(); ++i) {
-            if (events[i].name == "finished" || events[i].name == "failed") {
-                if (out) {
-                    out->event = events[i].name;
-                    out->code = events[i].code;
-                }
-                return true;
-            }
-        }
-        return false;
-    };
-    QElapsedTimer timer;
-    timer.start();
-    EXPECT_EQ(m_facade->Measure(false), RESULT_OK);
-    Outcome outcome;
-    if (waitUntil([&] { return outcomeAfter(nullptr); }, timeoutMs)) {
-        outcome.ms = timer.elapsed();
-        outcomeAfter(&outcome);
-    }
-    return outcome;
+    return MeasurementOutcome::measure(*m_facade, false, watcher, timeoutMs);
 }
 
 IMinolta* FaultCell::driver() const {
@@ -201,7 +144,8 @@ void FaultCell::expectHealthyAgain(Recovery how) {
     ASSERT_EQ(outcome.event, "finished") << "code " << outcome.code << "\n" << log().toStdString();
 
     const SimReading expected = m_model->reading();
-    if (familyType() == 2) {
+    // A family without chromaticity serves its luminance as the latest value.
+    if (!InstrumentFamilyCan(familyType(), CapColour)) {
         EXPECT_EQ(m_facade->ReadLastestData(), expected.Lv);
     } else {
         SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
@@ -349,6 +293,57 @@ void FaultCell::expectNothingToRead() {
     EXPECT_EQ(readLvXy(&data, &ms), RESULT_FAIL);
     EXPECT_LE(ms, FaultBudget::allowedMs(0));
     EXPECT_EQ(data.Tcp, -1.0f);
+}
+
+namespace {
+QByteArray luminanceFrame(const char* command) {
+    return QByteArray(command, LUMINANCE_COMMAND_SIZE);
+}
+} // namespace
+
+const FaultCell::FamilyFaultFacts& FaultCell::facts() const {
+    using R = Recovery;
+    static const FamilyFaultFacts kFacts[] = {
+        // Minolta spectroradiometer: an unanswered probe does not stop it from asking for remote mode;
+        // a probe answered without "ER00" is another instrument's answer, so remote mode is not asked.
+        {{{"STR,4\r", 1}, {"RMTS,1\r\n", 1}}, {{"RMTS,1\r\n", 0}}, R::FreshInstrument, R::SameInstrument},
+        // Minolta colour analyser: without an answer to "COM,1" it goes no further; something that
+        // answered it makes the zero calibration go out, whose status then fails.
+        {{{"COM,1\n", 1}, {"ZRC,1,", 0}}, {{"ZRC,1,", 1}}, R::FreshInstrument, R::FreshInstrument},
+        // Luminance meter: the first unanswered frame ends the trial, and so does a reply that
+        // differs from its expected frame. The same instrument skips what it heard as noise.
+        {{{luminanceFrame(LuminanceTables().connectCommands[0]), 1}, {"COMS", 0}},
+         {{luminanceFrame(LuminanceTables().connectCommands[0]), 1}, {"COMS", 0}},
+         R::SameInstrument,
+         R::SameInstrument},
+        // Photo Research instrument: the same instrument listens for "PHOTO" after any noise.
+        {{{"PHOTO", 1}}, {}, R::FreshInstrument, R::SameInstrument},
+        // Wuhan Jingce colorimeter: an unanswered "COM,0" does not stop the handshake, an unanswered
+        // "COM,1" does; "COM,1" only has to be answered, the zero calibration's answer must begin
+        // with "OK00".
+        {{{"COM,0\r", 1}, {"COM,1\r", 1}, {"ZRC,1,", 0}},
+         {{"ZRC,1,", 1}},
+         R::FreshInstrument,
+         R::FreshInstrument},
+    };
+    static_assert(int(sizeof kFacts / sizeof kFacts[0]) == kInstrumentFamilyCount,
+                  "fault facts for every family");
+    return kFacts[familyType()];
+}
+
+void FaultCell::expectSent(const Sent& sent) {
+    for (const auto& command : sent)
+        EXPECT_EQ(m_model->countReceived(command.first), command.second) << command.first.toStdString();
+}
+
+ColourFaultCell::ColourFaultCell() {
+    // The measure command's answer for the default reading: 49 bytes from the analyser, 25 from the
+    // Jingce colorimeter.
+    if (familyType() == 1)
+        m_conversation = {"MES,1\n", 49, FaultBudget::kAnalyserModeWaitMs,
+                          FaultBudget::kAnalyserMeasureWaitMs};
+    else
+        m_conversation = {"MES\r", 25, FaultBudget::kJingceModeWaitMs, FaultBudget::kJingceMeasureWaitMs};
 }
 
 void ColourFaultCell::failsAtTheDisplayModeAnswer(SimFault fault) {

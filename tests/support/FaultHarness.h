@@ -5,10 +5,15 @@
 // of a cell that every family shares (and those the two colour drivers share), and model wrappers
 // that pull the adapter at a chosen moment.
 
+#include "AfterDelay.h"
+#include "CpuTime.h"
+#include "FaultCase.h"
 #include "IMinolta.h"
 #include "InstrumentFamilies.h"
 #include "InstrumentModel.h"
 #include "LineParams.h"
+#include "MeasurementOutcome.h"
+#include "PullOnCommand.h"
 #include "TestSupport.h"
 
 #include <QByteArray>
@@ -17,12 +22,10 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <condition_variable>
-#include <functional>
 #include <memory>
-#include <mutex>
-#include <thread>
+#include <optional>
+#include <utility>
+#include <vector>
 
 // What a silent instrument costs each driver, in milliseconds. A reply read with `tries` and `waitMs`
 // makes one port read (at most four 20 ms slices) and one sleep of `waitMs` per try while nothing
@@ -125,99 +128,18 @@ constexpr int allowedMs(int budgetMs) {
 
 } // namespace FaultBudget
 
-// The processor time this process spends from the start, in milliseconds: a wait that spins shows
-// as nearly as much processor time as wall-clock time, one that sleeps as little.
-class CpuTime {
-public:
-    CpuTime();
-    qint64 elapsedMs() const;
-
-private:
-    qint64 m_startNs;
-};
-
-// Runs `action` on a helper thread after `delayMs`, unless destroyed first; joins on destruction.
-class AfterDelay {
-public:
-    AfterDelay(int delayMs, std::function<void()> action);
-    ~AfterDelay();
-    AfterDelay(const AfterDelay&) = delete;
-    AfterDelay& operator=(const AfterDelay&) = delete;
-    bool done() const;
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_cv;
-    bool m_cancel = false;
-    std::atomic<bool> m_done{false};
-    std::thread m_thread;
-};
-
-// A family model that pulls its adapter when an armed trigger arrives: the command that carries the
-// trigger (and anything after it in the same stretch of bytes) is not answered, and the adapter is
-// gone `delayMs` later. Bytes before the trigger are handled as usual.
-template <class Model> class PullOnCommand : public Model {
-public:
-    explicit PullOnCommand(const QByteArray& trigger, int delayMs = 0, bool armed = true)
-        : m_trigger(trigger), m_delayMs(delayMs), m_armed(armed) {}
-    ~PullOnCommand() override { this->stop(); }
-    void arm() {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_tail.clear();
-        m_armed = true;
-    }
-    bool fired() const { return m_fired.load(); }
-
-protected:
-    void onReceived(const QByteArray& bytes) override {
-        QByteArray before = bytes;
-        bool pull = false;
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            if (m_armed && !m_fired.load()) {
-                // The trigger may straddle two stretches of bytes (one-byte writes, for instance).
-                const QByteArray seen = m_tail + bytes;
-                const int at = seen.indexOf(m_trigger);
-                if (at >= 0) {
-                    pull = true;
-                    m_fired = true;
-                    const int inBytes = at - m_tail.size();
-                    before = inBytes > 0 ? bytes.left(inBytes) : QByteArray();
-                } else {
-                    m_tail = seen.right(m_trigger.size() - 1);
-                }
-            }
-        }
-        if (!before.isEmpty())
-            Model::onReceived(before);
-        if (pull)
-            this->unplugAfter(m_delayMs);
-    }
-
-private:
-    std::mutex m_mutex;
-    QByteArray m_trigger;
-    QByteArray m_tail;
-    int m_delayMs;
-    bool m_armed;
-    std::atomic<bool> m_fired{false};
-};
-
 // One cell of the fault matrix: a facade, a watcher registered through it, the Qt message stream
 // captured, and the family's simulated instrument that detection is pointed at. The test's parameter
-// is how the cable delivers; every instrument the cell starts uses it.
-class FaultCell : public ::testing::TestWithParam<LineModel> {
+// is the family and how the cable delivers; every instrument the cell starts uses that line. A cell
+// ends with a later Connect to a healthy instrument of the family (expectHealthyAgain) unless it
+// says otherwise.
+class FaultCell : public ::testing::TestWithParam<FaultCase> {
 public:
     struct Timed {
         unsigned long result = RESULT_FAIL;
         qint64 ms = -1;
     };
-    struct Outcome {
-        // "finished", "failed", or empty when nothing was heard in time.
-        QString event;
-        unsigned long code = 0;
-        qint64 ms = -1;
-    };
+    using Outcome = MeasurementOutcome;
     // How the instrument is made healthy for the later Connect.
     enum class Recovery {
         // The same instrument: its fault cleared and its own line speed set again. Only where it
@@ -230,9 +152,16 @@ public:
     };
 
 protected:
-    explicit FaultCell(const QString& family);
+    FaultCell();
     void SetUp() override;
+    // The later Connect to a healthy instrument (unless the cell opted out or already failed fatally),
+    // then the cell's instruments go.
     void TearDown() override;
+
+    // How the cell's ending makes the instrument healthy again (a fresh one unless said here), or
+    // that the cell checks a later Connect itself.
+    void recoverWith(Recovery how) { m_recovery = how; }
+    void noLaterConnectCheck() { m_recovery.reset(); }
 
     // Starts the family's model, or `custom` in its place, and makes it the cell's instrument.
     InstrumentModel& start(std::unique_ptr<InstrumentModel> custom = nullptr);
@@ -269,8 +198,23 @@ protected:
     void waitForQuietLine(int quietMs = 300, int timeoutMs = 15000);
 
     // The later Connect to a healthy instrument: restored as asked, Connect finds the family, one
-    // measurement finishes and its reading reads back.
+    // measurement finishes and its reading reads back. Every cell ends with it (see TearDown).
     void expectHealthyAgain(Recovery how);
+
+    // What a family's detection sends, counted by the cells: the command and how often it went.
+    using Sent = std::vector<std::pair<QByteArray, int>>;
+    // What the cells that every family shares expect of this family, where the family table has no
+    // say: the trial's commands on a silent line and on garbage, and how the instrument is made
+    // healthy after a silent detection and after one at the wrong line speed.
+    struct FamilyFaultFacts {
+        Sent sentInSilence;
+        Sent sentDespiteGarbage;
+        Recovery afterSilence;
+        Recovery afterWrongSpeed;
+    };
+    const FamilyFaultFacts& facts() const;
+    // Each command of `sent` arrived as often as it says.
+    void expectSent(const Sent& sent);
 
     // --- What every family's cells share ----------------------------------------------------------
 
@@ -341,6 +285,7 @@ private:
     bool holdsFamilyDriver() const;
 
     QString m_family;
+    std::optional<Recovery> m_recovery = Recovery::FreshInstrument;
     MessageCapture m_messages;
     std::unique_ptr<InstrumentModel> m_model;
     std::unique_ptr<IMinolta> m_facade;
@@ -356,8 +301,7 @@ protected:
         int modeWaitMs;           // the wait of one try of a display-mode read
         int measureWaitMs;        // the wait of one try of a measurement read
     };
-    ColourFaultCell(const QString& family, const Conversation& conversation)
-        : FaultCell(family), m_conversation(conversation) {}
+    ColourFaultCell();
     const Conversation& conversation() const { return m_conversation; }
 
     // The display mode's answer spoiled by `fault`: the measurement fails at once without measuring,

@@ -7,6 +7,7 @@
 #include "ChromameterMinoltaApi.h"
 #include "IMinolta.h"
 #include "LineParams.h"
+#include "MeasurementOutcome.h"
 #include "MinoltaVistor.h"
 #include "TestSupport.h"
 
@@ -44,17 +45,11 @@ protected:
         ASSERT_EQ(facade->Connect(), RESULT_OK);
     }
 
-    // Pumps the host's event loop until the watcher hears a measurement's outcome.
-    bool waitForOutcome(int timeoutMs = 15000) {
-        return waitUntil([&] { return watcher.count("finished") + watcher.count("failed") > 0; }, timeoutMs);
-    }
-
     // Starts a measurement with the watcher's record cleared, and waits for its outcome: the
     // watcher's last call, or empty when none came in time.
     QString measure(bool tcp = false, int timeoutMs = 15000) {
         watcher.clear();
-        EXPECT_EQ(facade->Measure(tcp), RESULT_OK);
-        if (!waitForOutcome(timeoutMs))
+        if (!MeasurementOutcome::measure(*facade, tcp, watcher, timeoutMs).heard())
             return QString();
         return watcher.last();
     }

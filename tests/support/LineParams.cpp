@@ -4,6 +4,14 @@ std::vector<LineModel> AllLines() {
     return {LineModel(LineModel::Instant), LineModel(LineModel::ByteWise), LineModel::realistic()};
 }
 
+std::vector<LineModel> InstantLine() {
+    return {LineModel(LineModel::Instant)};
+}
+
+std::vector<LineModel> InstantAndUsbLines() {
+    return {LineModel(LineModel::Instant), LineModel::realistic()};
+}
+
 std::vector<LineModel> RealisticLines() {
     return {LineModel(LineModel::ByteWise), LineModel::realistic()};
 }

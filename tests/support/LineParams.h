@@ -12,6 +12,11 @@
 #include <vector>
 
 std::vector<LineModel> AllLines();
+// The instant line only: for scenarios where nothing comes back, so how the cable delivers changes
+// nothing.
+std::vector<LineModel> InstantLine();
+// The instant line and the USB one: for scenarios where a lost port, not the pieces, is the point.
+std::vector<LineModel> InstantAndUsbLines();
 // The realistic ones only: for scenarios that are slow on every line and matter only where the
 // reply comes in pieces.
 std::vector<LineModel> RealisticLines();
