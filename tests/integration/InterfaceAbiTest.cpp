@@ -5,7 +5,8 @@
 //
 // The copy lives in the global namespace, as in a real host, so that the classes carry the same
 // names as the library's (the copies are identical, so this is one definition seen twice).
-#include "ScriptedInstrument.h"
+#include "EventLoopWait.h"
+#include "ScriptedAnalyser.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -134,36 +135,11 @@ private:
     std::vector<std::pair<std::string, unsigned long>> m_events;
 };
 
-// The host keeps its event loop running while it waits.
-template <typename Pred> bool pumpUntil(Pred pred, int timeoutMs) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!pred()) {
-        if (timer.elapsed() >= timeoutMs)
-            return pred();
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        QThread::msleep(1);
-    }
-    return true;
-}
-
 void pointCatalogueAt(const QString& path) {
     const QByteArray name = path.toUtf8();
     const char* names[] = {name.constData()};
     const char* descriptions[] = {"USB-Serial Controller"};
     ChromameterSetPortCatalogue(names, descriptions, 1);
-}
-
-std::unique_ptr<ScriptedInstrument> startAnalyser() {
-    auto sim = std::make_unique<ScriptedInstrument>();
-    EXPECT_TRUE(sim->start());
-    sim->on("STR,4\r", "ER10\r\n");
-    sim->on("COM,1\n", "OK00\r\n");
-    sim->on("ZRC,1,", "OK00\r\n");
-    sim->on("COM,0\n", "OK00\r\n");
-    sim->on("MDS,0\n", "OK00\r\n");
-    sim->on("MES,1\n", "OK00,0,0,0.3127,0.3290,120.5,0,0\r\n");
-    return sim;
 }
 
 } // namespace
@@ -208,7 +184,7 @@ TEST(InterfaceAbi, HostCallsEverySlotOfAnUnconnectedFacade) {
 }
 
 TEST(InterfaceAbi, HostWatcherIsCalledInTheRightSlotsAndHostRecordIsFilled) {
-    auto sim = startAnalyser();
+    auto sim = StartScriptedAnalyser();
     pointCatalogueAt(sim->portPath());
     IMinolta* facade = nullptr;
     ASSERT_EQ(CreateChromameterMinolta(&facade), RESULT_OK);
@@ -220,7 +196,7 @@ TEST(InterfaceAbi, HostWatcherIsCalledInTheRightSlotsAndHostRecordIsFilled) {
     EXPECT_EQ(watcher.count("connected"), 1);
 
     ASSERT_EQ(facade->Measure(false), RESULT_OK);
-    ASSERT_TRUE(pumpUntil([&] { return watcher.events().size() >= 2; }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return watcher.events().size() >= 2; }, 10000));
     EXPECT_EQ(watcher.events()[1].first, "finished");
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, -5.0f};
     ASSERT_EQ(facade->ReadLvXy(data), RESULT_OK);
@@ -239,7 +215,7 @@ TEST(InterfaceAbi, HostWatcherIsCalledInTheRightSlotsAndHostRecordIsFilled) {
     sim->clearRules();
     sim->on("MDS,0\n", "ER10\r\n");
     ASSERT_EQ(facade->Measure(false), RESULT_OK);
-    ASSERT_TRUE(pumpUntil([&] { return watcher.count("failed") >= 1; }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return watcher.count("failed") >= 1; }, 10000));
     const auto events = watcher.events();
     EXPECT_EQ(events.back().first, "failed");
     EXPECT_EQ(events.back().second, RESULT_FAIL);

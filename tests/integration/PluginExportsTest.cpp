@@ -2,7 +2,7 @@
 #include "ChromameterDetector.h"
 #include "IMinolta.h"
 #include "Minolta.h"
-#include "ScriptedInstrument.h"
+#include "ScriptedAnalyser.h"
 #include "TestSupport.h"
 
 #include <QCoreApplication>
@@ -82,18 +82,6 @@ bool isToolchainSymbol(const QString& mangled) {
     return false;
 }
 
-std::unique_ptr<ScriptedInstrument> startAnalyser() {
-    auto sim = std::make_unique<ScriptedInstrument>();
-    EXPECT_TRUE(sim->start());
-    sim->on("STR,4\r", "ER10\r\n");
-    sim->on("COM,1\n", "OK00\r\n");
-    sim->on("ZRC,1,", "OK00\r\n");
-    sim->on("COM,0\n", "OK00\r\n");
-    sim->on("MDS,0\n", "OK00\r\n");
-    sim->on("MES,1\n", "OK00,0,0,0.3127,0.3290,120.5,0,0\r\n");
-    return sim;
-}
-
 struct LoadedPlugin {
     void* handle = nullptr;
     CreateFn create = nullptr;
@@ -162,7 +150,7 @@ TEST(PluginExports, HostLoadingThePluginFindsAndUsesItsEntryPoints) {
     ASSERT_NE(plugin.create, nullptr) << dlerror();
     ASSERT_NE(plugin.setCatalogue, nullptr) << dlerror();
 
-    auto sim = startAnalyser();
+    auto sim = StartScriptedAnalyser();
     pointAt(plugin.setCatalogue, sim->portPath());
     IMinolta* facade = nullptr;
     ASSERT_EQ(plugin.create(&facade), RESULT_OK);
@@ -204,7 +192,7 @@ TEST(PluginExports, PluginHasItsOwnSingletonsApartFromTheLinkedCopy) {
     // catalogue at an analyser leaves this copy's detection where it was.
     LoadedPlugin plugin = loadPlugin();
     ASSERT_NE(plugin.handle, nullptr);
-    auto sim = startAnalyser();
+    auto sim = StartScriptedAnalyser();
     pointAt(plugin.setCatalogue, sim->portPath());
     CatalogueScope none({});
     IMinolta* loaded = nullptr;
@@ -225,7 +213,7 @@ TEST(PluginExports, PluginHasItsOwnSingletonsApartFromTheLinkedCopy) {
 TEST(PluginExports, UnloadingThePluginReleasesItsSingletonsCleanly) {
     LoadedPlugin plugin = loadPlugin();
     ASSERT_NE(plugin.handle, nullptr);
-    auto sim = startAnalyser();
+    auto sim = StartScriptedAnalyser();
     pointAt(plugin.setCatalogue, sim->portPath());
     IMinolta* facade = nullptr;
     ASSERT_EQ(plugin.create(&facade), RESULT_OK);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "EventLoopWait.h"
 #include "IMinolta.h"
 
 #include <QByteArray>
@@ -11,11 +12,6 @@
 #include <mutex>
 #include <thread>
 #include <vector>
-
-// Runs the calling thread's Qt event loop until pred() holds or timeoutMs passes. True if it held.
-bool waitUntil(const std::function<bool()>& pred, int timeoutMs);
-// Runs the calling thread's Qt event loop for ms milliseconds.
-void pumpEvents(int ms);
 
 // Threads of this process; a driver's worker counts until it has really ended.
 int processThreadCount();
