@@ -2,34 +2,16 @@
 
 #include "InstrumentFamilies.h"
 
-#include <QList>
 #include <QStringList>
 
 #include <algorithm>
 #include <cmath>
 
 namespace {
-// The answered exchanges of each driver's own handshake: command and reply bytes.
-struct OwnExchange {
-    int command;
-    int reply;
-};
-
-QList<OwnExchange> OwnExchanges(int type) {
-    switch (type) {
-    case 0:
-        return {{6, 6}, {8, 6}}; // "STR,4" refused "ER00", "RMTS,1" "OK00"
-    case 1:
-        return {{6, 6}, {26, 6}}; // "COM,1", "ZRC,1,<date and time>"
-    case 2:
-        return {{100, 200}, {100, 200}, {100, 200}}; // three connect frames
-    case 3:
-        return {{5, 14}}; // "PHOTO" and its greeting
-    case 4:
-        return {{6, 6}, {6, 6}, {26, 6}}; // "COM,0", "COM,1", "ZRC,1,<date and time>"
-    default:
-        return {};
-    }
+// The answered exchanges of a family's own handshake (none for a type outside the table).
+LineExchanges OwnExchanges(int type) {
+    const InstrumentFamily* family = InstrumentFamilyOf(type);
+    return family ? family->answeredHandshake : LineExchanges();
 }
 } // namespace
 
@@ -65,8 +47,8 @@ double DetectionFloorMs(int type, const LineModel& line) {
     double ms = 0;
     for (int before = 0; before < type; ++before)
         ms += SilentTrialMs(kInstrumentFamilies[before]);
-    for (const OwnExchange& exchange : OwnExchanges(type))
-        ms += AnsweredExchangeOnLineMs(exchange.command, exchange.reply, FamilyBaud(type), line);
+    for (const LineExchange& exchange : OwnExchanges(type))
+        ms += AnsweredExchangeOnLineMs(exchange.commandBytes, exchange.replyBytes, FamilyBaud(type), line);
     return ms;
 }
 
@@ -75,13 +57,14 @@ QString DetectionFloorText(int type, const LineModel& line) {
     QString text;
     for (int before = 0; before < type; ++before)
         text += QString::number(SilentTrialMs(kInstrumentFamilies[before])) + " + ";
-    const QList<OwnExchange> own = OwnExchanges(type);
+    const LineExchanges own = OwnExchanges(type);
     if (!lineTime)
-        return text + QString::number(own.size()) + " x " + QString::number(AnsweredExchangeMs());
+        return text + QString::number(own.count) + " x " + QString::number(AnsweredExchangeMs());
     QStringList parts;
-    for (const OwnExchange& exchange : own)
+    for (const LineExchange& exchange : own)
         parts << QString::number(
-            AnsweredExchangeOnLineMs(exchange.command, exchange.reply, FamilyBaud(type), line), 'f', 1);
+            AnsweredExchangeOnLineMs(exchange.commandBytes, exchange.replyBytes, FamilyBaud(type), line), 'f',
+            1);
     return text + parts.join(QStringLiteral(" + "));
 }
 

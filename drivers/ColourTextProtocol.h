@@ -27,6 +27,10 @@ constexpr ReadBudget kMeasure = {1000, 30};
 constexpr int kDefaultLimit = 10;
 } // namespace AnalyserBudgets
 
+// The colour analyser's handshake with its own instrument, on the line: "COM,1\n", then the dated
+// zero calibration "ZRC,1,yyyy,MM,dd,hh,mm,ss\n", each answered with "OK00\r\n".
+inline constexpr LineExchange kAnalyserHandshakeExchanges[] = {{6, 6}, {26, 6}};
+
 // How long the Jingce colorimeter waits for each reply.
 namespace JingceBudgets {
 // "COM,0" and then "COM,1", the handshake.
@@ -39,6 +43,10 @@ constexpr ReadBudget kMode = {100, 100};
 constexpr ReadBudget kMeasure = {500, 250};
 constexpr int kDefaultLimit = 10;
 } // namespace JingceBudgets
+
+// The Jingce colorimeter's handshake with its own instrument, on the line: "COM,0\r" and "COM,1\r",
+// then the dated zero calibration "ZRC,1,yyyy,MM,dd,hh,mm,ss\r", each answered with "OK00\r\n".
+inline constexpr LineExchange kJingceHandshakeExchanges[] = {{6, 6}, {6, 6}, {26, 6}};
 
 // A reply field list is usable only with more than seven fields.
 static const int COLOUR_MIN_REPLY_FIELDS = 8;

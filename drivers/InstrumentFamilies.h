@@ -36,20 +36,23 @@ struct InstrumentFamily {
     // how many of its commands go unanswered before it gives up (some go on after a silent one).
     ReadBudget handshakeRead;
     int silentHandshakeCommands;
+    // Its handshake with its own instrument: the exchanges answered, in bytes on the line.
+    LineExchanges answeredHandshake;
 };
 
 inline constexpr InstrumentFamily kInstrumentFamilies[] = {
     // "STR,4" unanswered goes on to "RMTS,1".
     {0, "spectro", "Minolta spectroradiometer", 9600, CapColour | CapMeasureData, "RMTS,1",
-     SpectroBudgets::kHandshake, 2},
+     SpectroBudgets::kHandshake, 2, kSpectroHandshakeExchanges},
     {1, "analyser", "Minolta colour analyser", 9600, CapColour | CapColourTemperature | CapZeroCalibration,
-     "COM,1", AnalyserBudgets::kComOn, 1},
-    {2, "luminance", "luminance meter", 9600, CapPolledReading, "INIG frame", LuminanceBudgets::kReply, 1},
+     "COM,1", AnalyserBudgets::kComOn, 1, kAnalyserHandshakeExchanges},
+    {2, "luminance", "luminance meter", 9600, CapPolledReading, "INIG frame", LuminanceBudgets::kReply, 1,
+     kLuminanceHandshakeExchanges},
     {3, "photoresearch", "Photo Research instrument", 9600, CapColour, "PHOTO", PhotoResearchBudgets::kAnswer,
-     1},
+     1, kPhotoResearchHandshakeExchanges},
     // "COM,0" unanswered goes on to "COM,1".
     {4, "jingce", "Wuhan Jingce colorimeter", 115200, CapColour | CapColourTemperature | CapZeroCalibration,
-     "COM,1", JingceBudgets::kHandshake, 2},
+     "COM,1", JingceBudgets::kHandshake, 2, kJingceHandshakeExchanges},
 };
 
 inline constexpr int kInstrumentFamilyCount = int(sizeof kInstrumentFamilies / sizeof kInstrumentFamilies[0]);

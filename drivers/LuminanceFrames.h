@@ -25,6 +25,13 @@ constexpr int kAfterPollingMs = 100;
 
 static const int LUMINANCE_COMMAND_SIZE = 100;
 static const int LUMINANCE_REPLY_SIZE = 200;
+
+// The handshake with its own instrument, on the line: three connect frames, each answered with a
+// reply frame.
+inline constexpr LineExchange kLuminanceHandshakeExchanges[] = {
+    {LUMINANCE_COMMAND_SIZE, LUMINANCE_REPLY_SIZE},
+    {LUMINANCE_COMMAND_SIZE, LUMINANCE_REPLY_SIZE},
+    {LUMINANCE_COMMAND_SIZE, LUMINANCE_REPLY_SIZE}};
 // Opcode, length, length again, part number, part count.
 static const int LUMINANCE_COMMAND_HEADER_SIZE = 20;
 // Room left for payload words once the header and the checksum are in.

@@ -19,6 +19,10 @@ constexpr int kDefaultLimit = 10;
 extern const char PHOTORESEARCH_GREETING[];
 static const int PHOTORESEARCH_GREETING_LENGTH = 12;
 
+// The handshake with its own instrument, on the line: "PHOTO" answered with the greeting and its
+// line end.
+inline constexpr LineExchange kPhotoResearchHandshakeExchanges[] = {{5, PHOTORESEARCH_GREETING_LENGTH + 2}};
+
 // Whether a reply to "PHOTO" begins with the remote-mode greeting, leading blank included.
 bool PhotoResearchIsRemoteModeGreeting(const QByteArray& reply);
 

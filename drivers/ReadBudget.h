@@ -18,3 +18,20 @@ constexpr int SilentReadMs(ReadBudget budget) {
 constexpr int SilentReadSleptMs(ReadBudget budget) {
     return (budget.tries < 1 ? 1 : budget.tries) * budget.waitMs;
 }
+
+// An exchange the instrument answers, in bytes on the line each way: what it costs at a line speed.
+struct LineExchange {
+    int commandBytes;
+    int replyBytes;
+};
+
+// The answered exchanges of a conversation, in order (a view of a constexpr array).
+struct LineExchanges {
+    const LineExchange* items;
+    int count;
+    constexpr LineExchanges() : items(nullptr), count(0) {}
+    template <int N>
+    constexpr LineExchanges(const LineExchange (&exchanges)[N]) : items(exchanges), count(N) {}
+    constexpr const LineExchange* begin() const { return items; }
+    constexpr const LineExchange* end() const { return items + count; }
+};

@@ -22,6 +22,10 @@ constexpr int kDataReadAttempts = 10;
 constexpr int kDefaultLimit = 30;
 } // namespace SpectroBudgets
 
+// The handshake with its own instrument, on the line: "STR,4\r" refused with "ER00\r\n", then
+// "RMTS,1\r\n" answered with "OK00\r\n".
+inline constexpr LineExchange kSpectroHandshakeExchanges[] = {{6, 6}, {8, 6}};
+
 // The "MEDR" arguments: colorimetric values or a block of the spectrum.
 constexpr int SPECTRO_MEDR_COLORIMETRIC = 2;
 constexpr int SPECTRO_MEDR_SPECTRAL = 1;

@@ -21,10 +21,13 @@
 #include "ChromameterMinolta.h"
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
+#include "DetectorPort.h"
 #include "IMinolta.h"
 #include "InstrumentFamilies.h"
+#include "InstrumentModel.h"
 #include "LuminanceMeter.h"
 #include "PhotoResearch.h"
+#include "SimFamilies.h"
 #include "TestSupport.h"
 
 #include <QCoreApplication>
@@ -471,4 +474,62 @@ TEST(FamilyTable, PhotoResearchRowMatchesItsDriver) {
 TEST(FamilyTable, JingceRowMatchesItsDriver) {
     // Measure and ZeroCalibrate start worker threads.
     checkRow(QStringLiteral("jingce"), makeProbe<PrimedJingce>(false, false, true));
+}
+
+namespace {
+// A family's driver, built by its type number as detection builds it.
+std::unique_ptr<IMinolta> newDriver(int type) {
+    switch (type) {
+    case 0:
+        return std::make_unique<CChromameterMinolta>();
+    case 1:
+        return std::make_unique<CChromameterMinoltaCas40>();
+    case 2:
+        return std::make_unique<CLuminanceMeter>();
+    case 3:
+        return std::make_unique<CPhotoResearch>();
+    case 4:
+        return std::make_unique<CChromameterWuHanJingCe>();
+    default:
+        return nullptr;
+    }
+}
+
+class FamilyHandshake : public ::testing::TestWithParam<InstrumentFamily> {};
+} // namespace
+
+// A row in a test's description: its name, not its bytes.
+static void PrintTo(const InstrumentFamily& family, std::ostream* os) {
+    *os << family.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Families, FamilyHandshake, ::testing::ValuesIn(kInstrumentFamilies),
+                         [](const ::testing::TestParamInfo<InstrumentFamily>& info) {
+                             return std::string(info.param.name);
+                         });
+
+// The benchmark's detection floors count the line time of each family's answered handshake as the
+// table gives it: those are the bytes the driver and its instrument really exchange in Connect.
+TEST_P(FamilyHandshake, AnsweredHandshakeOfTheRowIsWhatDriverAndInstrumentExchange) {
+    const InstrumentFamily& family = GetParam();
+    std::unique_ptr<InstrumentModel> sim = CreateFamilyModel(QString::fromLatin1(family.name));
+    ASSERT_TRUE(sim);
+    ASSERT_TRUE(sim->start());
+    ASSERT_TRUE(openDetectorPort(sim->portPath(), family.baud));
+    std::unique_ptr<IMinolta> driver = newDriver(family.type);
+    ASSERT_TRUE(driver);
+    ASSERT_EQ(driver->Connect(), RESULT_OK);
+
+    int commandBytes = 0, replyBytes = 0;
+    for (const LineExchange& exchange : family.answeredHandshake) {
+        commandBytes += exchange.commandBytes;
+        replyBytes += exchange.replyBytes;
+    }
+    int heard = 0;
+    for (const ReceivedChunk& chunk : sim->record())
+        heard += chunk.bytes.size();
+    EXPECT_GT(family.answeredHandshake.count, 0);
+    EXPECT_EQ(heard, commandBytes);
+    EXPECT_EQ(sim->bytesSent(), replyBytes);
+    detectorPort().Close();
 }
