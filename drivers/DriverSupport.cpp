@@ -13,11 +13,11 @@ bool DriverSend(const char* command, int length) {
     return cmd.Send(command, length);
 }
 
-bool DriverRead(int tries, int waitMs, QByteArray* reply) {
+bool DriverRead(ReadBudget budget, QByteArray* reply) {
     CChromameterCommand cmd;
     char* buf = nullptr;
     int length = 0;
-    const bool ok = cmd.Read(&buf, length, tries, waitMs);
+    const bool ok = cmd.Read(&buf, length, budget.tries, budget.waitMs);
     if (reply) {
         const int n = length < 0 ? 0 : (length > CHROMAMETER_REPLY_SIZE ? CHROMAMETER_REPLY_SIZE : length);
         *reply = ok ? QByteArray(buf, n) : QByteArray();
@@ -26,12 +26,12 @@ bool DriverRead(int tries, int waitMs, QByteArray* reply) {
     return ok;
 }
 
-bool DriverSendAndRead(const char* command, int length, int tries, int waitMs, QByteArray* reply) {
+bool DriverSendAndRead(const char* command, int length, ReadBudget budget, QByteArray* reply) {
     if (reply)
         reply->clear();
     if (!DriverSend(command, length))
         return false;
-    return DriverRead(tries, waitMs, reply);
+    return DriverRead(budget, reply);
 }
 
 int64_t DriverReplyStatus(const QByteArray& reply) {

@@ -17,18 +17,11 @@ struct SChromameterMeasureData;
 
 // Sends `length` bytes of `command`. False only if the channel reports a short write.
 bool DriverSend(const char* command, int length);
-// Reads one reply with the channel's budget (tries x waitMs before the first byte). On success
+// Reads one reply within `budget` (its tries x waitMs before the first byte). On success
 // *reply holds the bytes received (at most one reply buffer's worth) and the result is true.
-bool DriverRead(int tries, int waitMs, QByteArray* reply);
+bool DriverRead(ReadBudget budget, QByteArray* reply);
 // DriverSend then, if it succeeded, DriverRead.
-bool DriverSendAndRead(const char* command, int length, int tries, int waitMs, QByteArray* reply);
-// The same with a family's named budget.
-inline bool DriverRead(ReadBudget budget, QByteArray* reply) {
-    return DriverRead(budget.tries, budget.waitMs, reply);
-}
-inline bool DriverSendAndRead(const char* command, int length, ReadBudget budget, QByteArray* reply) {
-    return DriverSendAndRead(command, length, budget.tries, budget.waitMs, reply);
-}
+bool DriverSendAndRead(const char* command, int length, ReadBudget budget, QByteArray* reply);
 // The status word of a text reply as CM_ERROR_ENCODE numbers it; a reply shorter than four bytes is
 // looked at with NUL padding, as it stands in a zero-filled reply buffer.
 int64_t DriverReplyStatus(const QByteArray& reply);

@@ -98,7 +98,7 @@ protected:
     // Whatever is left unread in the port right now.
     QByteArray leftInPort() {
         QByteArray reply;
-        DriverRead(1, 10, &reply);
+        DriverRead({1, 10}, &reply);
         return reply;
     }
 
