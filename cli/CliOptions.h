@@ -1,15 +1,16 @@
 #pragma once
 
 #include "ColourQuantities.h"
+#include "Columns.h"
+#include "OutputFormat.h"
 #include "Quantity.h"
+#include "SessionSettings.h"
 
 #include <QString>
 
 // What the user asked chromameter to do, as read from the command line.
 
 enum class CliCommand { None, Ports, Detect, Measure };
-
-enum class OutputFormat { Table, Json, Csv };
 
 struct CliOptions {
     CliCommand command = CliCommand::None;
@@ -44,4 +45,9 @@ struct CliOptions {
     // The columns of the table and CSV; empty: the default (Lv, x, y, CCT, Duv, and Δu′v′ with a
     // reference).
     QVector<Quantity> quantities;
+
+    // What the parts below the command line take of these.
+    SessionSettings session() const;
+    // The columns of a run on `instrument` (a reference counts where the instrument gives colour).
+    Columns columns(const InstrumentInfo& instrument) const;
 };

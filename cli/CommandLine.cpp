@@ -349,7 +349,8 @@ QString CommandLine::UsageText() {
         "  --help, --version\n"
         "\n"
         "Exit status: 0 success; 1 the instrument or a measurement failed; 2 usage error;\n"
-        "3 no instrument found.\n"
+        "3 no instrument found; 130 interrupted by Ctrl-C (measure --continuous, which Ctrl-C ends,\n"
+        "gives 0).\n"
         "\n"
         "Example: chromameter --simulate analyser measure --count 3\n");
 }
