@@ -17,14 +17,9 @@ struct CliOptions {
     bool help = false;
     bool version = false;
 
-    // Global.
-    QString simulate;  // family name; empty: a real instrument
-    QString simValues; // "Lv,x,y[,Tcp]" for the simulator; empty: its default reading
-    QString simFault;  // fault mode name for the simulator; empty: none
-    QString simLine;   // line model of the simulator; empty: the realistic one
-    QString port;      // detection tries this port only
-    QString catalogue; // file of "NAME<TAB>DESCRIPTION" lines replacing the system's port list
-    bool trace = false;
+    // Global: where the instrument is, and how the simulator behaves. --tcp (an option of measure)
+    // sets readTcp.
+    SessionSettings session;
 
     // ports, detect, measure.
     OutputFormat format = OutputFormat::Table;
@@ -35,7 +30,6 @@ struct CliOptions {
     bool continuous = false;
     double intervalSec = 0.0;
     bool intervalGiven = false;
-    bool tcp = false;
     double timeoutSec = 60.0;
     QString plotFile;
     // Readings are compared with this white, or with the first reading (referenceFirst).
@@ -46,8 +40,6 @@ struct CliOptions {
     // reference).
     QVector<Quantity> quantities;
 
-    // What the parts below the command line take of these.
-    SessionSettings session() const;
     // The columns of a run on `instrument` (a reference counts where the instrument gives colour).
     Columns columns(const InstrumentInfo& instrument) const;
 };

@@ -102,7 +102,7 @@ int MeasureRun::run() {
             QStringLiteral("chromameter: note: the %1 gives no chromaticity; --reference has no effect")
                 .arg(info.title));
     }
-    if (m_options.tcp && !info.givesTcp) {
+    if (m_options.session.readTcp && !info.givesTcp) {
         m_console.line(
             QStringLiteral("chromameter: note: the %1 gives no colour temperature; --tcp has no effect")
                 .arg(info.title));

@@ -20,7 +20,7 @@
 
 namespace {
 int runPorts(const CliOptions& options, StatusConsole& console) {
-    InstrumentSession session(options.session(), console);
+    InstrumentSession session(options.session, console);
     const int prepared = session.prepare();
     if (prepared != InstrumentSession::Ok)
         return prepared;
@@ -38,7 +38,7 @@ int runWithInstrument(const CliOptions& options, StatusConsole& console, Interru
             return InstrumentSession::UsageError;
         }
     }
-    InstrumentSession session(options.session(), console);
+    InstrumentSession session(options.session, console);
     int status = session.prepare();
     if (status != InstrumentSession::Ok)
         return status;
@@ -87,7 +87,7 @@ int main(int argc, char** argv) {
     struct winsize size = {};
     if (console.isTerminal() && ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0)
         console.setWidth(size.ws_col);
-    TraceLog::Install(&console, options.trace);
+    TraceLog::Install(&console, options.session.trace);
     InterruptNotifier interrupts;
     QObject::connect(&interrupts, &InterruptNotifier::interrupted, [&console, &interrupts] {
         if (interrupts.count() < 2)

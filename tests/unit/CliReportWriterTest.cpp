@@ -386,3 +386,19 @@ TEST(CliReportWriter, TableSummaryOfRunWithoutAGoodReadingIsTheCountAlone) {
     const QString text = writer(OutputFormat::Table, analyser())->summary(stats);
     EXPECT_EQ(text.trimmed(), QStringLiteral("1 reading: 0 succeeded, 1 failed"));
 }
+
+TEST(CliReportWriter, InstrumentFoundIsNamedInEveryFormat) {
+    const InstrumentInfo info = analyser();
+    const QString table = ReportWriter::Create(OutputFormat::Table)->instrument(info);
+    EXPECT_TRUE(table.contains(QStringLiteral("family: analyser\n"))) << qPrintable(table);
+    EXPECT_TRUE(table.contains(QStringLiteral("port:   /dev/cu.usbserial-A1\n"))) << qPrintable(table);
+    const QJsonObject o = parse(ReportWriter::Create(OutputFormat::Json)->instrument(info));
+    EXPECT_EQ(o.value(QStringLiteral("title")).toString(), info.title);
+    EXPECT_EQ(o.value(QStringLiteral("type")).toInt(), 1);
+    EXPECT_EQ(o.value(QStringLiteral("result")).toString(), QStringLiteral("0x00000000"));
+    const QStringList csv =
+        ReportWriter::Create(OutputFormat::Csv)->instrument(info).split(QLatin1Char('\n'));
+    ASSERT_GE(csv.size(), 2);
+    EXPECT_EQ(csv[0], QStringLiteral("family,type,title,port"));
+    EXPECT_EQ(csv[1], QStringLiteral("analyser,1,Minolta colour analyser,/dev/cu.usbserial-A1"));
+}
