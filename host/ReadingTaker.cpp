@@ -28,8 +28,25 @@ ReadingTaker::ReadingTaker(InstrumentSession& session, StatusConsole& console, Q
 }
 
 ReadingTaker::~ReadingTaker() {
-    if (m_helper.joinable())
-        m_helper.join();
+    finishHelper();
+}
+
+void ReadingTaker::finishHelper() {
+    if (!m_helper.joinable())
+        return;
+    // A read-out still running needs this thread's event loop (the library hands the port's work to
+    // it), so the loop keeps turning until the thread has ended; only then is it joined.
+    if (!m_helperDone.load()) {
+        QEventLoop loop;
+        QTimer poll;
+        connect(&poll, &QTimer::timeout, &loop, [this, &loop] {
+            if (m_helperDone.load())
+                loop.quit();
+        });
+        poll.start(10);
+        loop.exec();
+    }
+    m_helper.join();
 }
 
 void ReadingTaker::settle(Outcome outcome) {
@@ -60,17 +77,19 @@ ReadingTaker::Outcome ReadingTaker::waitForOutcome(double timeoutSec) {
 void ReadingTaker::startLuminanceMeasurement() {
     IMinolta* minolta = m_session.minolta();
     HostWatcher* watcher = m_session.watcher();
-    if (m_helper.joinable())
-        m_helper.join();
+    // A read-out given up on before ends first: one conversation at a time.
+    finishHelper();
     // The luminance meter measures and reads out on the calling thread, and its read-out waits for
     // as long as the meter says it is busy. It runs on a helper thread so that this thread keeps
     // the event loop going (the port's notifications, the time-out, Ctrl-C); the library queues the
-    // helper's writes to the port's thread as it does for its own workers. The destructor joins it.
+    // helper's writes to the port's thread as it does for its own workers.
+    m_helperDone.store(false);
     m_helper = std::thread([this, minolta, watcher] {
         const int failedBefore = watcher->failedCount();
         minolta->Measure(false);
         const bool refused = watcher->failedCount() != failedBefore;
         const double value = refused ? -1.0 : minolta->ReadLastestData();
+        m_helperDone.store(true);
         QMetaObject::invokeMethod(
             this,
             [this, refused, value] {
@@ -134,8 +153,7 @@ void ReadingTaker::take(Reading* reading, double timeoutSec) {
         reading->error = ResultCodeMeaning(m_failCode);
         break;
     case Outcome::LuminanceRead:
-        if (m_helper.joinable())
-            m_helper.join();
+        finishHelper();
         if (m_luminanceMeasureFailed) {
             reading->result = RESULT_FAIL;
             reading->error = QStringLiteral("the luminance meter did not take the measurement: ") +

@@ -4,6 +4,7 @@
 
 #include <QObject>
 
+#include <atomic>
 #include <thread>
 
 class InstrumentSession;
@@ -18,9 +19,9 @@ class ReadingTaker : public QObject {
 
 public:
     ReadingTaker(InstrumentSession& session, StatusConsole& console, QObject* parent = nullptr);
-    // Waits for the luminance meter's read-out thread, if one still runs: nothing this object
-    // started outlives it. A host that gave up on a reading (leftWorkBehind) ends the process
-    // instead of destroying the taker.
+    // Waits for the luminance meter's read-out thread, if one still runs, with the event loop
+    // turning (the read-out needs it): nothing this object started outlives it. A host that would
+    // rather not wait for a reading it gave up on (leftWorkBehind) ends the process instead.
     ~ReadingTaker() override;
 
     // Measures and fills `reading`'s result, error and values (not its index and times).
@@ -36,6 +37,8 @@ private:
     void readColourValues(Reading* reading);
     void startLuminanceMeasurement();
     void settle(Outcome outcome);
+    // Waits for the read-out thread, if any, with the event loop turning; then joins it.
+    void finishHelper();
 
     InstrumentSession& m_session;
     StatusConsole& m_console;
@@ -46,5 +49,6 @@ private:
     bool m_measuring = false;
     bool m_leftWorkBehind = false;
     std::thread m_helper;
+    std::atomic<bool> m_helperDone{true};
     QEventLoop* m_wait = nullptr;
 };
