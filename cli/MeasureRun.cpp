@@ -88,7 +88,8 @@ Reading MeasureRun::measureOnce(int index) {
     m_console.startProgress(label);
 
     m_measuring = true;
-    m_taker.take(&reading, m_options.timeoutSec);
+    if (!m_taker.take(&reading, m_options.timeoutSec))
+        reading.error += QStringLiteral(" (--timeout)");
     m_measuring = false;
     m_console.stopProgress();
     addColourQuantities(&reading);

@@ -128,7 +128,7 @@ void ReadingTaker::readColourValues(Reading* reading) {
     }
 }
 
-void ReadingTaker::take(Reading* reading, double timeoutSec) {
+bool ReadingTaker::take(Reading* reading, double timeoutSec) {
     const InstrumentInfo& info = m_session.instrument();
     m_outcome = Outcome::Pending;
     m_failCode = 0;
@@ -145,7 +145,7 @@ void ReadingTaker::take(Reading* reading, double timeoutSec) {
     switch (outcome) {
     case Outcome::TimedOut:
         reading->result = RESULT_FAIL;
-        reading->error = QStringLiteral("no result within %1 s (--timeout)").arg(timeoutSec);
+        reading->error = QStringLiteral("no result within %1 s").arg(timeoutSec);
         m_leftWorkBehind = true;
         break;
     case Outcome::Failed:
@@ -176,4 +176,5 @@ void ReadingTaker::take(Reading* reading, double timeoutSec) {
     case Outcome::Pending:
         break;
     }
+    return outcome != Outcome::TimedOut;
 }

@@ -24,8 +24,9 @@ public:
     // rather not wait for a reading it gave up on (leftWorkBehind) ends the process instead.
     ~ReadingTaker() override;
 
-    // Measures and fills `reading`'s result, error and values (not its index and times).
-    void take(Reading* reading, double timeoutSec);
+    // Measures and fills `reading`'s result, error and values (not its index and times). False when
+    // no outcome came within `timeoutSec` and the reading was given up on.
+    bool take(Reading* reading, double timeoutSec);
     // Whether the library still works on something that was given up on (a reading that timed out):
     // the process must then end without waiting for it.
     bool leftWorkBehind() const { return m_leftWorkBehind; }

@@ -45,7 +45,7 @@ TEST_F(CliReadingTaker, ColourInstrumentReadingCarriesTheSimulatorsValues) {
     ASSERT_NO_FATAL_FAILURE(connectTo("analyser"));
     ReadingTaker taker(*session, console);
     Reading reading;
-    taker.take(&reading, 10.0);
+    EXPECT_TRUE(taker.take(&reading, 10.0));
     EXPECT_EQ(reading.result, RESULT_OK) << qPrintable(reading.error);
     EXPECT_NEAR(reading.Lv, 120.5, 1e-3);
     EXPECT_NEAR(reading.x, 0.3127, 1e-4);
@@ -58,7 +58,7 @@ TEST_F(CliReadingTaker, LuminanceMeterReadingComesFromItsReadOutThread) {
     ASSERT_TRUE(session->instrument().polledReading);
     ReadingTaker taker(*session, console);
     Reading reading;
-    taker.take(&reading, 10.0);
+    EXPECT_TRUE(taker.take(&reading, 10.0));
     EXPECT_EQ(reading.result, RESULT_OK) << qPrintable(reading.error);
     EXPECT_NEAR(reading.Lv, 120.5, 1e-3);
     EXPECT_FALSE(taker.leftWorkBehind());
@@ -72,7 +72,7 @@ TEST_F(CliReadingTaker, GoingAwayWaitsForAReadOutThatWasGivenUpOn) {
     clock.start();
     // The slow meter reports "still running" for about a second; the reading is given up on long
     // before, and its read-out thread is still in the library.
-    taker->take(&reading, 0.05);
+    EXPECT_FALSE(taker->take(&reading, 0.05));
     EXPECT_EQ(reading.result, RESULT_FAIL);
     EXPECT_TRUE(reading.error.contains(QStringLiteral("no result within"))) << qPrintable(reading.error);
     ASSERT_TRUE(taker->leftWorkBehind());
@@ -88,12 +88,12 @@ TEST_F(CliReadingTaker, AReadingAfterOneGivenUpOnWaitsForThatReadOutAndThenSucce
     ASSERT_NO_FATAL_FAILURE(connectTo("luminance", "slow"));
     ReadingTaker taker(*session, console);
     Reading givenUp;
-    taker.take(&givenUp, 0.05);
+    EXPECT_FALSE(taker.take(&givenUp, 0.05));
     ASSERT_EQ(givenUp.result, RESULT_FAIL);
     // The next reading starts only once the first read-out has ended, so the two conversations do
     // not meet on the line.
     Reading next;
-    taker.take(&next, 10.0);
+    EXPECT_TRUE(taker.take(&next, 10.0));
     EXPECT_EQ(next.result, RESULT_OK) << qPrintable(next.error);
     EXPECT_NEAR(next.Lv, 120.5, 1e-3);
 }
