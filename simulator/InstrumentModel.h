@@ -37,7 +37,8 @@ struct Xyz;
 SimReading SimReadingOfLight(const VirtualDisplay& display, const Xyz& light);
 
 // Base of the realistic family models: frames the incoming bytes into commands, answers through a
-// fault filter, and carries the configured reading and measurement duration.
+// fault filter, and carries the configured reading (or a virtual display to measure instead) and the
+// measurement duration.
 // Like every SimInstrument, a concrete model calls stop() first in its own destructor: onCommand()
 // runs on the simulator thread until then.
 class InstrumentModel : public SimInstrument {

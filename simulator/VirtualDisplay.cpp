@@ -60,38 +60,45 @@ VirtualDisplay::VirtualDisplay(const VirtualDisplaySettings& settings, Clock clo
 }
 
 QStringList VirtualDisplay::PresetNames() {
-    return {"srgb-ideal", "wide-lcd", "oled"};
+    QStringList names;
+    VirtualDisplaySettings unused;
+    for (const char* name : {"srgb-ideal", "wide-lcd", "oled"}) {
+        if (Preset(name, &unused))
+            names.append(name);
+    }
+    return names;
 }
 
 bool VirtualDisplay::Preset(const QString& name, VirtualDisplaySettings* settings) {
-    VirtualDisplaySettings s;
-    const QString key = name.trimmed().toLower();
-    if (key == "srgb-ideal") {
+    struct PresetRow {
+        const char* name;
+        double peak;
+        double black;
+        RgbPrimaries (*primaries)();
+        Eotf::Kind eotf;
+    };
+    static const PresetRow kPresets[] = {
         // The display the sRGB standard describes, with a perfect black.
-        s.peak = 120.0;
-        s.black = 0.0;
-        s.primaries = SrgbPrimaries();
-        s.eotf.kind = Eotf::Kind::Srgb;
-    } else if (key == "wide-lcd") {
+        {"srgb-ideal", 120.0, 0.0, SrgbPrimaries, Eotf::Kind::Srgb},
         // A wide-gamut LCD: P3-like primaries, a backlight that leaks a tenth of a percent.
-        s.peak = 300.0;
-        s.black = 0.3;
-        s.primaries = P3Primaries();
-        s.eotf.kind = Eotf::Kind::Gamma;
-        s.eotf.gamma = 2.2;
-    } else if (key == "oled") {
+        {"wide-lcd", 300.0, 0.3, P3Primaries, Eotf::Kind::Gamma},
         // An OLED: pixels that switch off, so black is a trace of stray light.
-        s.peak = 250.0;
-        s.black = 0.0005;
-        s.primaries = P3Primaries();
-        s.eotf.kind = Eotf::Kind::Gamma;
-        s.eotf.gamma = 2.2;
-    } else {
-        return false;
+        {"oled", 250.0, 0.0005, P3Primaries, Eotf::Kind::Gamma},
+    };
+    const QString key = name.trimmed().toLower();
+    for (const PresetRow& row : kPresets) {
+        if (key != QLatin1String(row.name))
+            continue;
+        if (settings) {
+            *settings = VirtualDisplaySettings();
+            settings->peak = row.peak;
+            settings->black = row.black;
+            settings->primaries = row.primaries();
+            settings->eotf.kind = row.eotf;
+        }
+        return true;
     }
-    if (settings)
-        *settings = s;
-    return true;
+    return false;
 }
 
 bool VirtualDisplay::Parse(const QString& text, VirtualDisplaySettings* settings, QString* error) {

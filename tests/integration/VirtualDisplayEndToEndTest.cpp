@@ -51,6 +51,16 @@ protected:
         return data;
     }
 
+    // Checks a reading against the light of patch r, g, b fully shown: Lv within lvTolerance, x and
+    // y within xyTolerance.
+    void expectLightOf(const SChromameterMeasureData& data, double r, double g, double b, double lvTolerance,
+                       double xyTolerance = kFourDecimals) {
+        const Xyz light = display->SteadyLight(r, g, b);
+        EXPECT_NEAR(data.Lv, light.Y, lvTolerance);
+        EXPECT_NEAR(data.x, display->x(light), xyTolerance);
+        EXPECT_NEAR(data.y, display->y(light), xyTolerance);
+    }
+
     std::shared_ptr<VirtualDisplay> display;
 };
 
@@ -72,17 +82,17 @@ INSTANTIATE_TEST_SUITE_P(Lines, LuminanceOnVirtualDisplay, kLines, LineName);
 
 TEST_P(AnalyserOnVirtualDisplay, ReportsTheLightOfTheShownPatch) {
     display->Show(1, 0, 0);
-    const Xyz red = display->SteadyLight(1, 0, 0);
-    const SChromameterMeasureData data = measureLvXy();
-    EXPECT_NEAR(data.Lv, red.Y, kFourDecimals);
-    EXPECT_NEAR(data.x, 0.64, kFourDecimals);
-    EXPECT_NEAR(data.y, 0.33, kFourDecimals);
+    const SChromameterMeasureData red = measureLvXy();
+    // sRGB red: 21.26 % of white's luminance at 0.64, 0.33.
+    EXPECT_NEAR(red.Lv, 21.26, 0.01);
+    EXPECT_NEAR(red.x, 0.64, kFourDecimals);
+    EXPECT_NEAR(red.y, 0.33, kFourDecimals);
+    expectLightOf(red, 1, 0, 0, kFourDecimals);
 
     display->Show(0.5, 0.5, 0.5);
     const SChromameterMeasureData grey = measureLvXy();
-    EXPECT_NEAR(grey.Lv, display->SteadyLight(0.5, 0.5, 0.5).Y, kFourDecimals);
     EXPECT_NEAR(grey.x, 0.3127, kFourDecimals);
-    EXPECT_NEAR(grey.y, 0.3290, kFourDecimals);
+    expectLightOf(grey, 0.5, 0.5, 0.5, kFourDecimals);
 }
 
 TEST_P(AnalyserOnVirtualDisplay, ColourTemperatureIsThatOfTheDisplaysChromaticity) {
@@ -126,20 +136,14 @@ TEST_P(AnalyserOnVirtualDisplay, WithoutTheDisplayTheConfiguredReadingIsBack) {
 
 TEST_P(JingceOnVirtualDisplay, ReportsTheLightOfTheShownPatch) {
     display->Show(0, 0, 1);
-    const SChromameterMeasureData data = measureLvXy();
-    EXPECT_NEAR(data.Lv, display->SteadyLight(0, 0, 1).Y, kFourDecimals);
     // Chromaticity travels as whole ten-thousandths.
-    EXPECT_NEAR(data.x, 0.15, kFourDecimals);
-    EXPECT_NEAR(data.y, 0.06, kFourDecimals);
+    expectLightOf(measureLvXy(), 0, 0, 1, kFourDecimals);
 }
 
 TEST_P(SpectroOnVirtualDisplay, ReportsTheLightOfTheShownPatch) {
     display->Show(0, 1, 0);
     const Xyz green = display->SteadyLight(0, 1, 0);
-    const SChromameterMeasureData data = measureLvXy();
-    EXPECT_NEAR(data.Lv, green.Y, green.Y * 1e-5);
-    EXPECT_NEAR(data.x, 0.30, 1e-5);
-    EXPECT_NEAR(data.y, 0.60, 1e-5);
+    expectLightOf(measureLvXy(), 0, 1, 0, green.Y * 1e-5, 1e-5);
     double v1 = 0, v2 = 0, v3 = 0, lv = 0, x = 0, y = 0, v7 = 0;
     ASSERT_EQ(facade->ReadMeasureData(v1, v2, v3, lv, x, y, v7), RESULT_OK);
     EXPECT_NEAR(lv, green.Y, green.Y * 1e-5);
@@ -147,11 +151,7 @@ TEST_P(SpectroOnVirtualDisplay, ReportsTheLightOfTheShownPatch) {
 
 TEST_P(PhotoResearchOnVirtualDisplay, ReportsTheLightOfTheShownPatch) {
     display->Show(1, 0, 1);
-    const Xyz magenta = display->SteadyLight(1, 0, 1);
-    const SChromameterMeasureData data = measureLvXy();
-    EXPECT_NEAR(data.Lv, magenta.Y, magenta.Y * 1e-4);
-    EXPECT_NEAR(data.x, magenta.X / (magenta.X + magenta.Y + magenta.Z), kFourDecimals);
-    EXPECT_NEAR(data.y, magenta.Y / (magenta.X + magenta.Y + magenta.Z), kFourDecimals);
+    expectLightOf(measureLvXy(), 1, 0, 1, display->SteadyLight(1, 0, 1).Y * 1e-4);
 }
 
 TEST_P(LuminanceOnVirtualDisplay, ReportsTheLuminanceOfTheShownPatchAndNothingElse) {
@@ -322,4 +322,19 @@ TEST_F(DisplayControlEndToEnd, ChromameterSimShowsWhatAnotherChromameterSimAsksA
                       QStringLiteral("1"), QStringLiteral("--timeout"), QStringLiteral("1000")});
     ASSERT_TRUE(late.waitForFinished(10000));
     EXPECT_EQ(late.exitCode(), 1);
+}
+
+TEST_P(SpectroOnVirtualDisplay, BlackGivesZeroLuminanceAtTheWhitesChromaticity) {
+    display->Show(0, 0, 0);
+    expectLightOf(measureLvXy(), 0, 0, 0, 0.0, 1e-5);
+}
+
+TEST_P(PhotoResearchOnVirtualDisplay, BlackGivesZeroLuminanceAtTheWhitesChromaticity) {
+    display->Show(0, 0, 0);
+    expectLightOf(measureLvXy(), 0, 0, 0, 0.0);
+}
+
+TEST_P(JingceOnVirtualDisplay, BlackGivesZeroLuminanceAtTheWhitesChromaticity) {
+    display->Show(0, 0, 0);
+    expectLightOf(measureLvXy(), 0, 0, 0, 0.0);
 }

@@ -254,21 +254,28 @@ TEST(VirtualDisplay, ANegativeDriftDimsTheDisplay) {
 TEST(VirtualDisplay, DuringTheResponseTimeTheOldAndNewPatchMixLinearly) {
     FakeClock clock;
     VirtualDisplay display(parsed("srgb-ideal,peak=100,response=200"), clock.clock());
-    display.Show(0, 0, 0);
-    EXPECT_NEAR(display.LightNow().Y, 100.0, 1e-9);
-    clock.advance(50);
-    EXPECT_NEAR(display.LightNow().Y, 75.0, 1e-9);
-    clock.advance(50);
-    EXPECT_NEAR(display.LightNow().Y, 50.0, 1e-9);
-    // Asked for white again half way: it starts from the half-shown black.
-    display.Show(1, 1, 1);
-    EXPECT_NEAR(display.LightNow().Y, 50.0, 1e-9);
-    clock.advance(100);
-    EXPECT_NEAR(display.LightNow().Y, 75.0, 1e-9);
-    clock.advance(100);
-    EXPECT_NEAR(display.LightNow().Y, 100.0, 1e-9);
-    clock.advance(1000);
-    EXPECT_NEAR(display.LightNow().Y, 100.0, 1e-9);
+    // Each step: what is asked for (none: nothing new), how long after it, the luminance then.
+    struct Step {
+        double show; // grey level, or -1
+        double afterMs;
+        double Y;
+    };
+    const Step steps[] = {
+        {0.0, 0, 100.0},
+        {-1, 50, 75.0},
+        {-1, 50, 50.0},
+        // Asked for white again half way: it starts from the half-shown black.
+        {1.0, 0, 50.0},
+        {-1, 100, 75.0},
+        {-1, 100, 100.0},
+        {-1, 1000, 100.0},
+    };
+    for (const Step& step : steps) {
+        if (step.show >= 0)
+            display.Show(step.show, step.show, step.show);
+        clock.advance(step.afterMs);
+        EXPECT_NEAR(display.LightNow().Y, step.Y, 1e-9) << "at " << *clock.ms;
+    }
 }
 
 TEST(VirtualDisplay, ResponseMixesTheColoursNotJustTheLuminance) {
