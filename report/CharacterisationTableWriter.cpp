@@ -159,7 +159,7 @@ void greys(const CharacterisationFigures& f, QTextStream& out) {
 void patches(const CharacterisationFigures& f, QTextStream& out) {
     const bool colour = f.hasColour;
     out << QStringLiteral("\nPatches\n") << right(QStringLiteral("id"), 4) << QStringLiteral("  ")
-        << left(QStringLiteral("set"), 12) << left(QStringLiteral("name"), 14)
+        << left(QStringLiteral("set"), 13) << left(QStringLiteral("name"), 14)
         << right(QStringLiteral("R"), 6) << right(QStringLiteral("G"), 6) << right(QStringLiteral("B"), 6)
         << right(QStringLiteral("Lv (cd/m²)"), 12);
     if (colour)
@@ -169,7 +169,7 @@ void patches(const CharacterisationFigures& f, QTextStream& out) {
         out << right(QStringLiteral("ΔE2000"), 8);
     out << '\n';
     for (const PatchFigures& p : f.patches) {
-        out << right(QString::number(p.patch.id), 4) << QStringLiteral("  ") << left(p.patch.set, 11) << ' '
+        out << right(QString::number(p.patch.id), 4) << QStringLiteral("  ") << left(p.patch.set, 12) << ' '
             << left(p.patch.name, 13) << ' ' << right(FigureText(p.patch.r, 3), 6)
             << right(FigureText(p.patch.g, 3), 6) << right(FigureText(p.patch.b, 3), 6);
         if (p.failed) {
