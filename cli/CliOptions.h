@@ -1,7 +1,10 @@
 #pragma once
 
 #include "ColourQuantities.h"
+#include "Columns.h"
+#include "OutputFormat.h"
 #include "Quantity.h"
+#include "SessionSettings.h"
 
 #include <QString>
 
@@ -9,21 +12,14 @@
 
 enum class CliCommand { None, Ports, Detect, Measure };
 
-enum class OutputFormat { Table, Json, Csv };
-
 struct CliOptions {
     CliCommand command = CliCommand::None;
     bool help = false;
     bool version = false;
 
-    // Global.
-    QString simulate;  // family name; empty: a real instrument
-    QString simValues; // "Lv,x,y[,Tcp]" for the simulator; empty: its default reading
-    QString simFault;  // fault mode name for the simulator; empty: none
-    QString simLine;   // line model of the simulator; empty: the realistic one
-    QString port;      // detection tries this port only
-    QString catalogue; // file of "NAME<TAB>DESCRIPTION" lines replacing the system's port list
-    bool trace = false;
+    // Global: where the instrument is, and how the simulator behaves. --tcp (an option of measure)
+    // sets readTcp.
+    SessionSettings session;
 
     // ports, detect, measure.
     OutputFormat format = OutputFormat::Table;
@@ -34,7 +30,6 @@ struct CliOptions {
     bool continuous = false;
     double intervalSec = 0.0;
     bool intervalGiven = false;
-    bool tcp = false;
     double timeoutSec = 60.0;
     QString plotFile;
     // Readings are compared with this white, or with the first reading (referenceFirst).
@@ -44,4 +39,7 @@ struct CliOptions {
     // The columns of the table and CSV; empty: the default (Lv, x, y, CCT, Duv, and Δu′v′ with a
     // reference).
     QVector<Quantity> quantities;
+
+    // The columns of a run on `instrument` (a reference counts where the instrument gives colour).
+    Columns columns(const InstrumentInfo& instrument) const;
 };

@@ -156,23 +156,23 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
             measureOnly.append(name);
 
         if (name == QLatin1String("--simulate")) {
-            o.simulate = value;
+            o.session.simulate = value;
         } else if (name == QLatin1String("--sim-values")) {
-            o.simValues = value;
+            o.session.simValues = value;
         } else if (name == QLatin1String("--sim-fault")) {
-            o.simFault = value;
+            o.session.simFault = value;
         } else if (name == QLatin1String("--sim-line")) {
-            o.simLine = value;
+            o.session.simLine = value;
         } else if (name == QLatin1String("--port")) {
             if (value.isEmpty()) {
                 result.error = QStringLiteral("--port needs a port name");
                 return result;
             }
-            o.port = value;
+            o.session.port = value;
         } else if (name == QLatin1String("--catalogue")) {
-            o.catalogue = value;
+            o.session.catalogue = value;
         } else if (name == QLatin1String("--trace")) {
-            o.trace = true;
+            o.session.trace = true;
         } else if (name == QLatin1String("--help")) {
             o.help = true;
         } else if (name == QLatin1String("--version")) {
@@ -206,7 +206,7 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
             }
             o.intervalGiven = true;
         } else if (name == QLatin1String("--tcp")) {
-            o.tcp = true;
+            o.session.readTcp = true;
         } else if (name == QLatin1String("--timeout")) {
             if (!parseSeconds(value, &o.timeoutSec) || o.timeoutSec <= 0) {
                 result.error =
@@ -255,42 +255,43 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
         }
     }
 
-    if (!o.simulate.isEmpty()) {
-        const QString problem = SimFamilyProblem(o.simulate);
+    if (!o.session.simulate.isEmpty()) {
+        const QString problem = SimFamilyProblem(o.session.simulate);
         if (!problem.isEmpty()) {
             result.error = QStringLiteral("--simulate: ") + problem;
             return result;
         }
-        if (!o.port.isEmpty() || !o.catalogue.isEmpty()) {
+        if (!o.session.port.isEmpty() || !o.session.catalogue.isEmpty()) {
             result.error =
                 QStringLiteral("--simulate serves its own port; it does not go with --port or --catalogue");
             return result;
         }
-    } else if (!o.simValues.isEmpty() || !o.simFault.isEmpty() || !o.simLine.isEmpty()) {
+    } else if (!o.session.simValues.isEmpty() || !o.session.simFault.isEmpty() ||
+               !o.session.simLine.isEmpty()) {
         result.error = QStringLiteral("%1 needs --simulate FAMILY")
-                           .arg(!o.simValues.isEmpty()  ? QStringLiteral("--sim-values")
-                                : !o.simFault.isEmpty() ? QStringLiteral("--sim-fault")
-                                                        : QStringLiteral("--sim-line"));
+                           .arg(!o.session.simValues.isEmpty()  ? QStringLiteral("--sim-values")
+                                : !o.session.simFault.isEmpty() ? QStringLiteral("--sim-fault")
+                                                                : QStringLiteral("--sim-line"));
         return result;
     }
-    if (!o.simLine.isEmpty() && !LineModel::parse(o.simLine, nullptr)) {
+    if (!o.session.simLine.isEmpty() && !LineModel::parse(o.session.simLine, nullptr)) {
         result.error =
             QStringLiteral("--sim-line: unknown line model \"%1\" (usb[:PERIOD], bytewise or instant)")
-                .arg(o.simLine);
+                .arg(o.session.simLine);
         return result;
     }
-    if (!o.simValues.isEmpty()) {
+    if (!o.session.simValues.isEmpty()) {
         QString problem;
-        if (!ParseSimReading(o.simValues, nullptr, &problem)) {
+        if (!ParseSimReading(o.session.simValues, nullptr, &problem)) {
             result.error = QStringLiteral("--sim-values: ") + problem;
             return result;
         }
     }
-    if (!o.simFault.isEmpty() && !parseSimFault(o.simFault, nullptr)) {
+    if (!o.session.simFault.isEmpty() && !parseSimFault(o.session.simFault, nullptr)) {
         result.error =
             QStringLiteral("--sim-fault: unknown mode \"%1\" (silent, garbage, overlong, cut, split, "
                            "unplug, slow, none)")
-                .arg(o.simFault);
+                .arg(o.session.simFault);
         return result;
     }
     return result;
@@ -349,7 +350,8 @@ QString CommandLine::UsageText() {
         "  --help, --version\n"
         "\n"
         "Exit status: 0 success; 1 the instrument or a measurement failed; 2 usage error;\n"
-        "3 no instrument found.\n"
+        "3 no instrument found; 130 interrupted by Ctrl-C (measure --continuous, which Ctrl-C ends,\n"
+        "gives 0).\n"
         "\n"
         "Example: chromameter --simulate analyser measure --count 3\n");
 }

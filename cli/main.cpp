@@ -7,8 +7,7 @@
 #include "InstrumentSession.h"
 #include "InterruptNotifier.h"
 #include "MeasureRun.h"
-#include "PortReport.h"
-#include "ReadingFormatter.h"
+#include "ReportWriter.h"
 #include "StatusConsole.h"
 #include "TraceLog.h"
 
@@ -21,34 +20,12 @@
 
 namespace {
 int runPorts(const CliOptions& options, StatusConsole& console) {
-    InstrumentSession session(options, console);
+    InstrumentSession session(options.session, console);
     const int prepared = session.prepare();
     if (prepared != InstrumentSession::Ok)
         return prepared;
-    console.print(PortReport::Format(session.ports(), options.format, session.portSource()));
+    console.print(ReportWriter::Create(options.format)->ports(session.ports(), session.portSource()));
     return InstrumentSession::Ok;
-}
-
-QString detectReport(const InstrumentInfo& info, OutputFormat format) {
-    switch (format) {
-    case OutputFormat::Json:
-        return QStringLiteral(
-                   "{\"family\":%1,\"type\":%2,\"title\":%3,\"port\":%4,\"result\":\"0x00000000\"}\n")
-            .arg(ReadingFormatter::JsonString(info.family))
-            .arg(info.type)
-            .arg(ReadingFormatter::JsonString(info.title), ReadingFormatter::JsonString(info.port));
-    case OutputFormat::Csv:
-        return QStringLiteral("family,type,title,port\n%1,%2,%3,%4\n")
-            .arg(ReadingFormatter::CsvField(info.family))
-            .arg(info.type)
-            .arg(ReadingFormatter::CsvField(info.title), ReadingFormatter::CsvField(info.port));
-    case OutputFormat::Table:
-        break;
-    }
-    return QStringLiteral("family: %1\ntype:   %2\ntitle:  %3\nport:   %4\n")
-        .arg(info.family)
-        .arg(info.type)
-        .arg(info.title, info.port);
 }
 
 int runWithInstrument(const CliOptions& options, StatusConsole& console, InterruptNotifier& interrupts) {
@@ -61,7 +38,7 @@ int runWithInstrument(const CliOptions& options, StatusConsole& console, Interru
             return InstrumentSession::UsageError;
         }
     }
-    InstrumentSession session(options, console);
+    InstrumentSession session(options.session, console);
     int status = session.prepare();
     if (status != InstrumentSession::Ok)
         return status;
@@ -70,9 +47,9 @@ int runWithInstrument(const CliOptions& options, StatusConsole& console, Interru
         return status;
 
     if (options.command == CliCommand::Detect) {
-        console.print(detectReport(session.instrument(), options.format));
+        console.print(ReportWriter::Create(options.format)->instrument(session.instrument()));
         session.disconnect();
-        return interrupts.count() > 0 ? 130 : InstrumentSession::Ok;
+        return interrupts.count() > 0 ? InstrumentSession::Interrupted : InstrumentSession::Ok;
     }
     MeasureRun run(options, session, console, interrupts);
     status = run.run();
@@ -110,7 +87,7 @@ int main(int argc, char** argv) {
     struct winsize size = {};
     if (console.isTerminal() && ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0)
         console.setWidth(size.ws_col);
-    TraceLog::Install(&console, options.trace);
+    TraceLog::Install(&console, options.session.trace);
     InterruptNotifier interrupts;
     QObject::connect(&interrupts, &InterruptNotifier::interrupted, [&console, &interrupts] {
         if (interrupts.count() < 2)
@@ -119,7 +96,7 @@ int main(int argc, char** argv) {
         console.stopProgress();
         console.line(QStringLiteral("chromameter: interrupted again: leaving without disconnecting"));
         std::fflush(stdout);
-        ::_exit(130);
+        ::_exit(InstrumentSession::Interrupted);
     });
 
     // The progress line moves while the library waits in its own event loops, detection included.

@@ -17,7 +17,11 @@ RgbPrimaries Bt2020Primaries() {
 }
 
 namespace {
-bool parsePair(const QString& text, const QString& separator, Chromaticity* c) {
+// A chromaticity lies inside the unit triangle. A white is never on its edge; a primary may be (the
+// spectral locus runs along x + y = 1 from about 600 nm on: BT.2020's red is 0.708, 0.292).
+enum class Edge { Outside, Allowed };
+
+bool parsePair(const QString& text, const QString& separator, Chromaticity* c, Edge edge = Edge::Outside) {
     const QStringList parts = text.split(separator);
     if (parts.size() != 2)
         return false;
@@ -25,8 +29,8 @@ bool parsePair(const QString& text, const QString& separator, Chromaticity* c) {
     bool okY = false;
     const double x = parts[0].trimmed().toDouble(&okX);
     const double y = parts[1].trimmed().toDouble(&okY);
-    // A chromaticity lies inside the unit triangle and a white is never on its edge.
-    if (!okX || !okY || !(x > 0.0) || !(y > 0.0) || x + y >= 1.0)
+    const double limit = edge == Edge::Allowed ? 1.0 + 1e-9 : 1.0;
+    if (!okX || !okY || !(x > 0.0) || !(y > 0.0) || !(x + y < limit))
         return false;
     *c = {x, y};
     return true;
@@ -54,8 +58,9 @@ bool ParsePrimaries(const QString& text, RgbPrimaries* primaries, QString* error
     }
     const QStringList parts = name.split('/');
     RgbPrimaries p;
-    if (parts.size() == 3 && parsePair(parts[0], ":", &p.red) && parsePair(parts[1], ":", &p.green) &&
-        parsePair(parts[2], ":", &p.blue)) {
+    if (parts.size() == 3 && parsePair(parts[0], ":", &p.red, Edge::Allowed) &&
+        parsePair(parts[1], ":", &p.green, Edge::Allowed) &&
+        parsePair(parts[2], ":", &p.blue, Edge::Allowed)) {
         *primaries = p;
         return true;
     }

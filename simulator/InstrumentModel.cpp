@@ -1,5 +1,8 @@
 #include "InstrumentModel.h"
 
+#include "Colorimetry.h"
+#include "VirtualDisplay.h"
+
 namespace {
 // Commands are short; a host that never sends a terminator must not make the buffer grow for ever.
 constexpr int kBufferLimit = 8 * 1024;
@@ -90,6 +93,57 @@ int InstrumentModel::measureDelayMs() const {
 void InstrumentModel::setRequiredBaud(int baud) {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_requiredBaud = baud;
+}
+
+void InstrumentModel::attachDisplay(std::shared_ptr<VirtualDisplay> display) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_display = std::move(display);
+    m_hasMeasured = false;
+}
+
+std::shared_ptr<VirtualDisplay> InstrumentModel::display() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_display;
+}
+
+SimReading InstrumentModel::measuredReading() const {
+    std::shared_ptr<VirtualDisplay> display;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_display)
+            return m_reading;
+        if (m_hasMeasured)
+            return m_measured;
+        display = m_display;
+    }
+    return SimReadingOfLight(*display, display->LightNow());
+}
+
+void InstrumentModel::takeMeasurement() {
+    const std::shared_ptr<VirtualDisplay> display = this->display();
+    if (!display)
+        return;
+    // The instrument integrates up to the end of its measurement time, so a patch still appearing
+    // (or a host that did not wait for it) shows in the result.
+    const double endsAt = display->Now() + effectiveMeasureDelayMs();
+    const SimReading reading = SimReadingOfLight(*display, display->LightAt(endsAt));
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_display != display)
+        return;
+    m_measured = reading;
+    m_hasMeasured = true;
+}
+
+SimReading SimReadingOfLight(const VirtualDisplay& display, const Xyz& light) {
+    SimReading reading;
+    reading.Lv = VirtualDisplay::Lv(light);
+    reading.x = display.x(light);
+    reading.y = display.y(light);
+    // Off the locus (a saturated colour) there is no colour temperature to show; the instruments
+    // then send 0.
+    const CctResult cct = CctFromXy(reading.x, reading.y);
+    reading.Tcp = cct.ok() ? cct.cct : 0.0;
+    return reading;
 }
 
 int InstrumentModel::effectiveMeasureDelayMs() const {

@@ -2,7 +2,10 @@
 
 #include "SimInstrument.h"
 
+#include <memory>
 #include <mutex>
+
+class VirtualDisplay;
 
 // The reading a model reports. Defaults are a D65-like white.
 struct SimReading {
@@ -27,8 +30,15 @@ enum class SimFault {
 // Parses "silent", "garbage", "overlong", "cut", "split", "unplug", "slow", "none". False if unknown.
 bool parseSimFault(const QString& name, SimFault* fault);
 
+struct Xyz;
+
+// What an instrument reads of a display's light: Lv, x, y and the correlated colour temperature
+// (0 where the colour is too far from any white to have one). Black keeps the display's white point.
+SimReading SimReadingOfLight(const VirtualDisplay& display, const Xyz& light);
+
 // Base of the realistic family models: frames the incoming bytes into commands, answers through a
-// fault filter, and carries the configured reading and measurement duration.
+// fault filter, and carries the configured reading (or a virtual display to measure instead) and the
+// measurement duration.
 // Like every SimInstrument, a concrete model calls stop() first in its own destructor: onCommand()
 // runs on the simulator thread until then.
 class InstrumentModel : public SimInstrument {
@@ -45,6 +55,13 @@ public:
     int measureDelayMs() const;
     // The only line speed at which the model hears anything (0: any).
     void setRequiredBaud(int baud);
+    // A display in front of the instrument: from now on every measurement reads its light instead of
+    // the configured reading. Null takes it away again. Any thread.
+    void attachDisplay(std::shared_ptr<VirtualDisplay> display);
+    std::shared_ptr<VirtualDisplay> display() const;
+    // The reading of the last measurement: with a display, what it saw at the end of that measurement
+    // (the display's light now when none was made yet); without, the configured reading.
+    SimReading measuredReading() const;
 
 protected:
     void onReceived(const QByteArray& bytes) override;
@@ -67,6 +84,9 @@ protected:
     void answerMeasurement(const QByteArray& bytes, int delayMs);
     // The measurement duration after the SlowCompletion fault is applied.
     int effectiveMeasureDelayMs() const;
+    // A measurement starts now: with a display, its light at the end of the measurement time
+    // (effectiveMeasureDelayMs() from now) becomes measuredReading(). Without one, nothing changes.
+    void takeMeasurement();
 
 private:
     mutable std::mutex m_mutex;
@@ -74,5 +94,8 @@ private:
     SimFault m_fault = SimFault::None;
     int m_measureDelayMs = 50;
     int m_requiredBaud = 0;
+    std::shared_ptr<VirtualDisplay> m_display;
+    bool m_hasMeasured = false;
+    SimReading m_measured;
     QByteArray m_buffer;
 };

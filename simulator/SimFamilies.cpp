@@ -53,8 +53,12 @@ QString SimFamilyTitle(int type) {
     return family ? QLatin1String(family->title) : QString();
 }
 
-std::unique_ptr<InstrumentModel> CreateFamilyModel(const QString& family) {
-    return createModel(SimFamilyType(family));
+std::unique_ptr<InstrumentModel> CreateFamilyModel(const QString& family,
+                                                   std::shared_ptr<VirtualDisplay> display) {
+    std::unique_ptr<InstrumentModel> model = createModel(SimFamilyType(family));
+    if (model && display)
+        model->attachDisplay(std::move(display));
+    return model;
 }
 
 QString SimFamilyProblem(const QString& family) {

@@ -14,7 +14,7 @@ AnalyserModel::~AnalyserModel() {
 }
 
 QByteArray AnalyserModel::measurementLine(int mode) const {
-    const SimReading r = reading();
+    const SimReading r = measuredReading();
     if (mode == 1)
         return "OK00,P1,0," + fixed(r.Tcp, 0) + ",0.0032," + fixed(r.Lv, 4) + "," + kSideValues + "\r\n";
     return "OK00,P1,0," + fixed(r.x, 4) + "," + fixed(r.y, 4) + "," + fixed(r.Lv, 4) + "," + kSideValues +

@@ -86,8 +86,10 @@ void ColourTextModel::onCommand(const QByteArray& command) {
                 reply = m_queuedReplies.takeFirst();
             mode = m_displayMode;
         }
-        if (reply.isEmpty())
+        if (reply.isEmpty()) {
+            takeMeasurement();
             reply = measurementLine(mode);
+        }
         answerMeasurement(reply, measureDelayMs());
     } else {
         onOtherCommand(line);

@@ -21,7 +21,7 @@ void JingceModel::setZeroCalibrationDelayMs(int ms) {
 }
 
 QByteArray JingceModel::measurementLine(int mode) const {
-    const SimReading r = reading();
+    const SimReading r = measuredReading();
     if (mode == 1)
         return "OK00,P1,0,0," + fixed(r.Tcp, 0) + ",0.0032," + fixed(r.Lv, 4) + ",0\r\n";
     // Chromaticity travels scaled by 10000.

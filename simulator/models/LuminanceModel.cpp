@@ -86,6 +86,7 @@ void LuminanceModel::onFrame(const char* bytes) {
     } else if (opcode == "MEAS") {
         m_measuring = true;
         m_measureEnds = now + std::chrono::milliseconds(effectiveMeasureDelayMs());
+        takeMeasurement();
         // The acknowledgement is the start of the measurement: where the adapter is to be pulled
         // during one, it goes now.
         answerMeasurement(LuminanceMeasReply(), 0);
@@ -98,7 +99,7 @@ void LuminanceModel::onFrame(const char* bytes) {
         answer(status, kStatusRepeatMs);
     } else if (opcode == "MSCG") {
         if (frame.part <= 1)
-            answer(LuminanceMscgReplyWithReading(reading().Lv));
+            answer(LuminanceMscgReplyWithReading(measuredReading().Lv));
         else
             answer(LuminanceReply("MSCG", 128, 508, frame.part, frame.parts, {}));
     }

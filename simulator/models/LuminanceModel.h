@@ -10,8 +10,9 @@
 // (remote mode on with [1, 1], off with [2, 0] / [1, 0]) are answered with their fixed replies; "MEAS"
 // starts a measurement that runs for measureDelayMs; "STSG" answers 559 while it runs and 558 once it
 // is over (or when none was started); the first "MSCG" part answers the read-out header carrying the
-// configured luminance at offset 46, and parts 2 to 4 answer the rest of the read-out. Bytes that do
-// not form a frame with a correct checksum, such as other instruments' text probes, are skipped.
+// measured luminance (the configured one, or a virtual display's) at offset 46, and parts 2 to 4 answer the
+// rest of the read-out. Bytes that do not form a frame with a correct checksum, such as other instruments'
+// text probes, are skipped.
 class LuminanceModel : public InstrumentModel {
 public:
     LuminanceModel();

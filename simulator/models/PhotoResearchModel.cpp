@@ -19,7 +19,7 @@ PhotoResearchModel::~PhotoResearchModel() {
 }
 
 QByteArray PhotoResearchModel::reportLine() const {
-    const SimReading r = reading();
+    const SimReading r = measuredReading();
     // Status, units code, luminance, x, y.
     return QByteArray("00000,111,") + QByteArray::number(r.Lv, 'e', 4) + ',' +
            QByteArray::number(r.x, 'f', 4) + ',' + QByteArray::number(r.y, 'f', 4) + "\r\n";
@@ -82,9 +82,10 @@ void PhotoResearchModel::takeByte(char c) {
 }
 
 void PhotoResearchModel::onLine(const QByteArray& line) {
-    if (line == "M1")
+    if (line == "M1") {
+        takeMeasurement();
         answerMeasurement(reportLine(), measureDelayMs());
-    else if (line == "D1")
+    } else if (line == "D1")
         answer(reportLine());
     // Other lines are someone else's commands; the instrument keeps quiet.
 }

@@ -48,12 +48,12 @@ int SpectroModel::measurementCount() const {
 }
 
 QByteArray SpectroModel::lvXyLine() const {
-    const SimReading r = reading();
+    const SimReading r = measuredReading();
     return "OK00," + value(r.x) + "," + value(r.y) + "," + value(r.Lv) + "\r\n";
 }
 
 QByteArray SpectroModel::colorimetricLine() const {
-    const SimReading r = reading();
+    const SimReading r = measuredReading();
     // Le, Lv, X, Y, Z, x, y, u', v', Tcp, duv, dominant wavelength.
     const double Y = r.Lv;
     const double X = r.y != 0.0 ? r.x / r.y * Y : 0.0;
@@ -74,7 +74,7 @@ QByteArray SpectroModel::spectralBlockLine(int block) const {
     // 100 wavelengths a block from 380 nm, the last block also carrying 780 nm.
     const int first = 380 + (block - 1) * 100;
     const int last = block == 4 ? 780 : first + 99;
-    const double scale = reading().Lv * 1e-4;
+    const double scale = measuredReading().Lv * 1e-4;
     QByteArray line("OK00");
     for (int nm = first; nm <= last; ++nm)
         line += "," + QByteArray::number(scale * whiteShape(nm), 'g', 4);
@@ -104,6 +104,7 @@ void SpectroModel::onCommand(const QByteArray& command) {
             std::lock_guard<std::mutex> lock(m_stateMutex);
             ++m_measurements;
         }
+        takeMeasurement();
         answerMeasurement(kOk, measureDelayMs());
     } else if (line == "MEDR,2,0,2") {
         answer(lvXyLine());

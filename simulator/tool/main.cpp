@@ -1,11 +1,17 @@
 // chromameter-sim: serves one simulated instrument on a pseudo-terminal until interrupted, so a host
 // developer can point a host (or chromameter --port) at it without an instrument on the desk.
 
+#include "DisplayControl.h"
+#include "DisplayControlServer.h"
 #include "InstrumentModel.h"
 #include "InterruptNotifier.h"
 #include "SimFamilies.h"
 #include "SimReadingText.h"
 #include "TrafficTap.h"
+#include "VirtualDisplay.h"
+
+#include <QDir>
+#include <QFileInfo>
 
 #include <QCoreApplication>
 #include <QStringList>
@@ -16,7 +22,8 @@
 namespace {
 const char kUsage[] =
     "Usage: chromameter-sim FAMILY [--values Lv,x,y[,Tcp]] [--fault MODE] [--measure-ms MS]\n"
-    "                       [--line MODEL] [--quiet]\n"
+    "                       [--line MODEL] [--sim-display SPEC [--control PATH]] [--quiet]\n"
+    "       chromameter-sim show CONTROL R G B [--timeout MS]\n"
     "\n"
     "Serves one simulated instrument on a pseudo-terminal and prints, on the first line of standard\n"
     "output, the path a host opens. Runs until interrupted (Ctrl-C).\n"
@@ -32,10 +39,26 @@ const char kUsage[] =
     "                    (an FTDI-style adapter; the default, usb:16), bytewise (a byte or two\n"
     "                    at a time, as Prolific and CH340 adapters), instant (whole replies at\n"
     "                    once, no line time)\n"
+    "  --sim-display SPEC  the instrument measures a virtual display instead of a fixed reading:\n"
+    "                    a preset (srgb-ideal, wide-lcd, oled) and/or key=value pairs separated\n"
+    "                    by commas: peak, black (cd/m2), white (x:y), primaries (srgb, p3, bt2020\n"
+    "                    or xr:yr/xg:yg/xb:yb), eotf (gamma:G, srgb, bt1886), noise (relative\n"
+    "                    standard deviation), drift (% a minute), response (ms), seed.\n"
+    "                    The second line of standard output is then the display's control path.\n"
+    "  --control PATH    where the display's control socket listens (default: beside the port)\n"
     "  --quiet           do not log the traffic on standard error\n"
     "  --help            show this text\n"
     "\n"
-    "Example: chromameter-sim analyser &  then  chromameter --port <printed path> measure\n";
+    "show CONTROL R G B  makes the display served at CONTROL show device values R, G, B (0 to 1) and\n"
+    "                    returns once it does (exit status 0; 1 if no display answered in time,\n"
+    "                    --timeout MS, default 5000).\n"
+    "\n"
+    "Example: chromameter-sim analyser &  then  chromameter --port <printed path> measure\n"
+    "         chromameter-sim analyser --sim-display wide-lcd   (prints the port, then CONTROL)\n"
+    "         chromameter characterise --port <port> --show 'command:chromameter-sim show CONTROL {r} {g} "
+    "{b}'\n";
+
+const int kDefaultShowTimeoutMs = 5000;
 
 int usageError(const QString& message) {
     std::fprintf(stderr, "chromameter-sim: %s\nTry 'chromameter-sim --help'.\n", qPrintable(message));
@@ -45,9 +68,12 @@ int usageError(const QString& message) {
 struct Options {
     QString family;
     SimReading reading;
+    bool valuesGiven = false;
     SimFault fault = SimFault::None;
     int measureMs = -1;
     LineModel line = LineModel::realistic();
+    QString display;
+    QString control;
     bool quiet = false;
 };
 
@@ -78,6 +104,7 @@ int parse(const QStringList& args, Options* options) {
                 return usageError(QStringLiteral("--values needs Lv,x,y[,Tcp]"));
             if (!ParseSimReading(text, &options->reading, &error))
                 return usageError(QStringLiteral("--values: ") + error);
+            options->valuesGiven = true;
         } else if (name == QLatin1String("--fault")) {
             if (!value(&text))
                 return usageError(QStringLiteral("--fault needs a mode"));
@@ -92,6 +119,17 @@ int parse(const QStringList& args, Options* options) {
                 return usageError(QStringLiteral("--line needs a model: usb[:PERIOD], bytewise or instant"));
             if (!LineModel::parse(text, &options->line))
                 return usageError(QStringLiteral("unknown line model \"%1\"").arg(text));
+        } else if (name == QLatin1String("--sim-display")) {
+            QString error;
+            if (!value(&text))
+                return usageError(QStringLiteral("--sim-display needs a display, for example srgb-ideal"));
+            if (!VirtualDisplay::Parse(text, nullptr, &error))
+                return usageError(QStringLiteral("--sim-display: ") + error);
+            options->display = text;
+        } else if (name == QLatin1String("--control")) {
+            if (!value(&text) || text.isEmpty())
+                return usageError(QStringLiteral("--control needs a path"));
+            options->control = text;
         } else if (arg.startsWith(QLatin1Char('-'))) {
             return usageError(QStringLiteral("unknown option %1").arg(arg));
         } else if (options->family.isEmpty()) {
@@ -105,6 +143,45 @@ int parse(const QStringList& args, Options* options) {
             QStringLiteral("which family? One of %1").arg(SimFamilyNames().join(QStringLiteral(", "))));
     if (!SimFamilyProblem(options->family).isEmpty())
         return usageError(SimFamilyProblem(options->family));
+    if (!options->control.isEmpty() && options->display.isEmpty())
+        return usageError(QStringLiteral("--control needs --sim-display"));
+    if (options->valuesGiven && !options->display.isEmpty())
+        return usageError(QStringLiteral("--values and --sim-display exclude each other: the display "
+                                         "decides what the instrument reads"));
+    return 0;
+}
+
+// chromameter-sim show CONTROL R G B [--timeout MS]
+int show(const QStringList& args) {
+    QStringList positional;
+    int timeoutMs = kDefaultShowTimeoutMs;
+    for (int i = 2; i < args.size(); ++i) {
+        const QString& arg = args[i];
+        if (arg == QLatin1String("--timeout") || arg.startsWith(QLatin1String("--timeout="))) {
+            QString text = arg.section(QLatin1Char('='), 1);
+            if (!arg.contains(QLatin1Char('=')) && i + 1 < args.size())
+                text = args[++i];
+            bool ok = false;
+            timeoutMs = text.toInt(&ok);
+            if (!ok || timeoutMs <= 0)
+                return usageError(QStringLiteral("--timeout needs a number of milliseconds"));
+        } else if (arg.startsWith(QLatin1String("--"))) {
+            return usageError(QStringLiteral("unknown option %1").arg(arg));
+        } else {
+            positional.append(arg);
+        }
+    }
+    if (positional.size() != 4)
+        return usageError(
+            QStringLiteral("show needs CONTROL R G B (the control path and three values 0 to 1)"));
+    double rgb[3];
+    QString error;
+    if (!ParseDisplayValues(positional[1], positional[2], positional[3], rgb, &error))
+        return usageError(error);
+    if (!SendDisplayShow(positional[0], rgb[0], rgb[1], rgb[2], timeoutMs, &error)) {
+        std::fprintf(stderr, "chromameter-sim: %s\n", qPrintable(error));
+        return 1;
+    }
     return 0;
 }
 
@@ -116,6 +193,8 @@ void logLine(const QString& text) {
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
+    if (app.arguments().size() > 1 && app.arguments()[1] == QLatin1String("show"))
+        return show(app.arguments());
     Options options;
     const int parsed = parse(app.arguments(), &options);
     if (parsed == -1) {
@@ -126,7 +205,10 @@ int main(int argc, char** argv) {
         return parsed;
 
     InterruptNotifier interrupts;
-    std::unique_ptr<InstrumentModel> model = CreateFamilyModel(options.family);
+    std::shared_ptr<VirtualDisplay> display;
+    if (!options.display.isEmpty())
+        display = VirtualDisplay::FromText(options.display);
+    std::unique_ptr<InstrumentModel> model = CreateFamilyModel(options.family, display);
     model->setReading(options.reading);
     model->setFault(options.fault);
     if (options.measureMs >= 0)
@@ -137,8 +219,27 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    // The path alone on the first line, so a script can read it.
+    // The display's control socket lives in the simulator's own temporary folder unless told
+    // otherwise, so it goes with it.
+    DisplayControlServer control(display);
+    if (display) {
+        const QString path =
+            !options.control.isEmpty()
+                ? options.control
+                : QFileInfo(model->portPath()).dir().absoluteFilePath(QStringLiteral("../display"));
+        QString error;
+        if (!control.listen(QDir::cleanPath(path), &error)) {
+            model->stop();
+            std::fprintf(stderr, "chromameter-sim: %s\n", qPrintable(error));
+            return 1;
+        }
+    }
+
+    // The path alone on the first line, so a script can read it; the display's control path, if
+    // any, on the second.
     std::printf("%s\n", qPrintable(model->portPath()));
+    if (display)
+        std::printf("%s\n", qPrintable(control.path()));
     std::fflush(stdout);
 
     const int type = SimFamilyType(options.family);
@@ -148,6 +249,19 @@ int main(int argc, char** argv) {
                 .arg(model->portPath(), options.line.name()));
     logLine(QStringLiteral("Point a host at it, for example: chromameter --port %1 measure")
                 .arg(model->portPath()));
+    if (display) {
+        logLine(QStringLiteral("Virtual display: %1").arg(VirtualDisplay::Describe(display->settings())));
+        logLine(QStringLiteral("Show a patch with: chromameter-sim show %1 R G B").arg(control.path()));
+        QObject::connect(&control, &DisplayControlServer::shown,
+                         [&options, &model](double r, double g, double b) {
+                             if (!options.quiet)
+                                 logLine(QStringLiteral("%1 s  display shows %2 %3 %4")
+                                             .arg(double(model->elapsedMs()) / 1000.0, 9, 'f', 3)
+                                             .arg(r)
+                                             .arg(g)
+                                             .arg(b));
+                         });
+    }
     logLine(QStringLiteral("Ctrl-C stops it."));
 
     TrafficTap tap(model.get());
@@ -184,6 +298,7 @@ int main(int argc, char** argv) {
     app.exec();
 
     tap.poll();
+    control.close();
     model->stop();
     logLine(QStringLiteral("chromameter-sim: stopped"));
     return 0;

@@ -18,7 +18,7 @@ TEST(CliCommandLine, MeasureTakesItsOptionsWithSpaceOrEquals) {
     EXPECT_EQ(r.options.command, CliCommand::Measure);
     EXPECT_EQ(r.options.count, 3);
     EXPECT_DOUBLE_EQ(r.options.intervalSec, 0.5);
-    EXPECT_TRUE(r.options.tcp);
+    EXPECT_TRUE(r.options.session.readTcp);
     EXPECT_EQ(r.options.format, OutputFormat::Csv);
     EXPECT_DOUBLE_EQ(r.options.timeoutSec, 7);
     EXPECT_EQ(r.options.plotFile, QStringLiteral("out.svg"));
@@ -28,13 +28,13 @@ TEST(CliCommandLine, GlobalOptionsMayComeBeforeOrAfterTheCommand) {
     const CommandLine::Result before = parse({QStringLiteral("--simulate"), QStringLiteral("jingce"),
                                               QStringLiteral("--trace"), QStringLiteral("detect")});
     ASSERT_TRUE(before.ok()) << qPrintable(before.error);
-    EXPECT_EQ(before.options.simulate, QStringLiteral("jingce"));
-    EXPECT_TRUE(before.options.trace);
+    EXPECT_EQ(before.options.session.simulate, QStringLiteral("jingce"));
+    EXPECT_TRUE(before.options.session.trace);
     const CommandLine::Result after =
         parse({QStringLiteral("detect"), QStringLiteral("--port"), QStringLiteral("cu.usbserial-A1")});
     ASSERT_TRUE(after.ok()) << qPrintable(after.error);
     EXPECT_EQ(after.options.command, CliCommand::Detect);
-    EXPECT_EQ(after.options.port, QStringLiteral("cu.usbserial-A1"));
+    EXPECT_EQ(after.options.session.port, QStringLiteral("cu.usbserial-A1"));
 }
 
 TEST(CliCommandLine, DefaultsAreOneReadingAsATableWithASixtySecondTimeout) {
@@ -45,7 +45,7 @@ TEST(CliCommandLine, DefaultsAreOneReadingAsATableWithASixtySecondTimeout) {
     EXPECT_DOUBLE_EQ(r.options.intervalSec, 0);
     EXPECT_EQ(r.options.format, OutputFormat::Table);
     EXPECT_DOUBLE_EQ(r.options.timeoutSec, 60);
-    EXPECT_FALSE(r.options.tcp);
+    EXPECT_FALSE(r.options.session.readTcp);
 }
 
 TEST(CliCommandLine, ContinuousMeasuringWaitsOneSecondBetweenReadingsUnlessTold) {

@@ -1,4 +1,6 @@
 #include "PortReport.h"
+#include "ReportWriter.h"
+#include "TableWriter.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -28,7 +30,7 @@ QList<PortListing> sample() {
 
 TEST(CliPortReport, TableSaysForEveryPortWhetherDetectionTriesItAndWhyNot) {
     const QString text =
-        PortReport::Format(sample(), OutputFormat::Table, QStringLiteral("the system's list"));
+        ReportWriter::Create(OutputFormat::Table)->ports(sample(), QStringLiteral("the system's list"));
     const QStringList rows = text.split(QLatin1Char('\n'));
     EXPECT_TRUE(
         rows[0].startsWith(QStringLiteral("3 serial ports listed (the system's list); detection tries 1.")))
@@ -52,23 +54,24 @@ TEST(CliPortReport, TableColumnsLineUpWithWideCharacters) {
         port(QStringLiteral("COM4"), QStringLiteral("USB"), PortVerdict::Candidate,
              QStringLiteral("/dev/COM4"))};
     const QStringList rows =
-        PortReport::Format(ports, OutputFormat::Table, QStringLiteral("x")).split(QLatin1Char('\n'));
+        ReportWriter::Create(OutputFormat::Table)->ports(ports, QStringLiteral("x")).split(QLatin1Char('\n'));
     int skipped = -1;
     int tried = -1;
     for (const QString& row : rows) {
         if (row.startsWith(QLatin1String("COM3")))
-            skipped = PortReport::DisplayWidth(row.left(row.indexOf(QStringLiteral("skipped"))));
+            skipped = TableWriter::DisplayWidth(row.left(row.indexOf(QStringLiteral("skipped"))));
         if (row.startsWith(QLatin1String("COM4")))
-            tried = PortReport::DisplayWidth(row.left(row.indexOf(QStringLiteral("tried"))));
+            tried = TableWriter::DisplayWidth(row.left(row.indexOf(QStringLiteral("tried"))));
     }
     EXPECT_GT(skipped, 0);
     EXPECT_EQ(skipped, tried);
-    EXPECT_EQ(PortReport::DisplayWidth(QString::fromUtf8("蓝牙")), 4);
-    EXPECT_EQ(PortReport::DisplayWidth(QStringLiteral("ab")), 2);
+    EXPECT_EQ(TableWriter::DisplayWidth(QString::fromUtf8("蓝牙")), 4);
+    EXPECT_EQ(TableWriter::DisplayWidth(QStringLiteral("ab")), 2);
 }
 
 TEST(CliPortReport, JsonGivesOneObjectPerPortWithTheReasonKey) {
-    const QStringList lines = PortReport::Format(sample(), OutputFormat::Json, QString())
+    const QStringList lines = ReportWriter::Create(OutputFormat::Json)
+                                  ->ports(sample(), QString())
                                   .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 3);
     const QJsonObject bluetooth = QJsonDocument::fromJson(lines[0].toUtf8()).object();
@@ -84,7 +87,8 @@ TEST(CliPortReport, JsonGivesOneObjectPerPortWithTheReasonKey) {
 }
 
 TEST(CliPortReport, CsvHasAHeaderAndOneRowPerPort) {
-    const QStringList lines = PortReport::Format(sample(), OutputFormat::Csv, QString())
+    const QStringList lines = ReportWriter::Create(OutputFormat::Csv)
+                                  ->ports(sample(), QString())
                                   .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 4);
     EXPECT_EQ(lines[0], QStringLiteral("port,description,tried,path,reason,explanation"));
@@ -93,7 +97,8 @@ TEST(CliPortReport, CsvHasAHeaderAndOneRowPerPort) {
 }
 
 TEST(CliPortReport, AnEmptyListSaysSo) {
-    const QString text = PortReport::Format({}, OutputFormat::Table, QStringLiteral("the system's list"));
+    const QString text =
+        ReportWriter::Create(OutputFormat::Table)->ports({}, QStringLiteral("the system's list"));
     EXPECT_EQ(text,
               QStringLiteral("0 serial ports listed (the system's list); detection tries none of them.\n"));
 }

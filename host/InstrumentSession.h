@@ -1,8 +1,8 @@
 #pragma once
 
-#include "CliOptions.h"
 #include "PortReport.h"
 #include "Reading.h"
+#include "SessionSettings.h"
 
 #include <QList>
 #include <QObject>
@@ -16,16 +16,16 @@ class InstrumentModel;
 class StatusConsole;
 class TrafficTap;
 
-// chromameter as a host of the plugin: where the ports come from (the system, a catalogue file, or
+// A host of the plugin: where the ports come from (the system, a catalogue file, or
 // the built-in simulator), detection through the factory's IMinolta, the watcher, and the way out.
 class InstrumentSession : public QObject {
     Q_OBJECT
 
 public:
-    // Exit statuses.
-    enum { Ok = 0, Failed = 1, UsageError = 2, NotFound = 3 };
+    // Exit statuses (Interrupted: the shell's for a process ended by SIGINT).
+    enum { Ok = 0, Failed = 1, UsageError = 2, NotFound = 3, Interrupted = 130 };
 
-    InstrumentSession(const CliOptions& options, StatusConsole& console, QObject* parent = nullptr);
+    InstrumentSession(const SessionSettings& settings, StatusConsole& console, QObject* parent = nullptr);
     ~InstrumentSession() override;
 
     // Gathers the ports (starting the simulator for --simulate). Ok, or an exit status with the
@@ -48,7 +48,7 @@ private:
     bool readCatalogue(QString* error);
     void restrictToPort();
 
-    CliOptions m_options;
+    SessionSettings m_settings;
     StatusConsole& m_console;
     std::unique_ptr<InstrumentModel> m_model;
     TrafficTap* m_tap = nullptr;

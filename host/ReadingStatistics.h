@@ -16,7 +16,13 @@ public:
         double sd = 0.0; // not a number with fewer than two values
         double min = 0.0;
         double max = 0.0;
+        // One of the four figures, by Figure.
+        double figure(int which) const;
     };
+    // The figures of a summary, in the order the outputs give them.
+    enum Figure { Mean, Sd, Min, Max, FigureCount };
+    // "mean", "sd", "min", "max".
+    static const char* FigureName(int which);
 
     void add(const Reading& reading);
 

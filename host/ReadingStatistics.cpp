@@ -38,3 +38,21 @@ ReadingStatistics::Summary ReadingStatistics::of(Quantity quantity) const {
     s.max = a.max;
     return s;
 }
+
+double ReadingStatistics::Summary::figure(int which) const {
+    switch (which) {
+    case Mean:
+        return mean;
+    case Sd:
+        return sd;
+    case Min:
+        return min;
+    default:
+        return max;
+    }
+}
+
+const char* ReadingStatistics::FigureName(int which) {
+    static const char* const names[FigureCount] = {"mean", "sd", "min", "max"};
+    return which >= 0 && which < FigureCount ? names[which] : "";
+}

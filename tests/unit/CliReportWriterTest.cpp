@@ -1,7 +1,8 @@
+#include "FieldText.h"
 #include "IMinolta.h"
 #include "NumberText.h"
-#include "ReadingFormatter.h"
 #include "ReadingStatistics.h"
+#include "ReportWriter.h"
 #include "ResultText.h"
 
 #include <QJsonDocument>
@@ -13,6 +14,13 @@
 #include <cmath>
 
 namespace {
+// The writer of `format` for a run on `instrument`.
+std::unique_ptr<ReportWriter> writer(OutputFormat format, const InstrumentInfo& instrument,
+                                     const QVector<Quantity>& quantities = QVector<Quantity>(),
+                                     bool hasReference = false) {
+    return ReportWriter::Create(format, Columns(instrument, quantities, hasReference));
+}
+
 InstrumentInfo analyser() {
     InstrumentInfo info;
     info.family = QStringLiteral("analyser");
@@ -107,10 +115,10 @@ TEST(CliResultText, EveryLibraryCodeHasItsOwnMeaning) {
     EXPECT_TRUE(ResultCodeMeaning(RESULT_PORT_LOST).contains(QStringLiteral("port")));
 }
 
-TEST(CliReadingFormatter, JsonLineCarriesTheReadingFamilyTypeAndResultInHex) {
+TEST(CliReportWriter, JsonLineCarriesTheReadingFamilyTypeAndResultInHex) {
     InstrumentInfo info = analyser();
     info.givesTcp = true;
-    const QString line = ReadingFormatter(OutputFormat::Json, info).row(goodReading());
+    const QString line = writer(OutputFormat::Json, info)->row(goodReading());
     EXPECT_TRUE(line.endsWith(QLatin1Char('\n')));
     EXPECT_EQ(line.count(QLatin1Char('\n')), 1);
     EXPECT_TRUE(line.contains(QStringLiteral("\"x\":0.3127"))) << qPrintable(line);
@@ -127,43 +135,42 @@ TEST(CliReadingFormatter, JsonLineCarriesTheReadingFamilyTypeAndResultInHex) {
     EXPECT_DOUBLE_EQ(o.value(QStringLiteral("Tcp")).toDouble(), 6504);
 }
 
-TEST(CliReadingFormatter, LuminanceMeterJsonHasLuminanceOnly) {
+TEST(CliReportWriter, LuminanceMeterJsonHasLuminanceOnly) {
     InstrumentInfo info = analyser();
     info.family = QStringLiteral("luminance");
     info.type = 2;
     info.givesXy = false;
-    const QJsonObject o = parse(ReadingFormatter(OutputFormat::Json, info).row(goodReading()));
+    const QJsonObject o = parse(writer(OutputFormat::Json, info)->row(goodReading()));
     EXPECT_DOUBLE_EQ(o.value(QStringLiteral("Lv")).toDouble(), 120.5);
     EXPECT_FALSE(o.contains(QStringLiteral("x")));
     EXPECT_FALSE(o.contains(QStringLiteral("y")));
     EXPECT_FALSE(o.contains(QStringLiteral("Tcp")));
 }
 
-TEST(CliReadingFormatter, FailedReadingCarriesItsCodeAndMeaningButNoValues) {
+TEST(CliReportWriter, FailedReadingCarriesItsCodeAndMeaningButNoValues) {
     Reading r = goodReading();
     r.result = RESULT_PORT_LOST;
     r.error = QStringLiteral("the \"port\" was lost");
-    const QJsonObject o = parse(ReadingFormatter(OutputFormat::Json, analyser()).row(r));
+    const QJsonObject o = parse(writer(OutputFormat::Json, analyser())->row(r));
     EXPECT_EQ(o.value(QStringLiteral("result")).toString(), QStringLiteral("0xE0833000"));
     EXPECT_EQ(o.value(QStringLiteral("error")).toString(), QStringLiteral("the \"port\" was lost"));
     EXPECT_FALSE(o.contains(QStringLiteral("Lv")));
 
-    const QString table = ReadingFormatter(OutputFormat::Table, analyser()).row(r);
+    const QString table = writer(OutputFormat::Table, analyser())->row(r);
     EXPECT_TRUE(table.contains(QStringLiteral("0xE0833000"))) << qPrintable(table);
-    const QString csv = ReadingFormatter(OutputFormat::Csv, analyser()).row(r);
+    const QString csv = writer(OutputFormat::Csv, analyser())->row(r);
     EXPECT_TRUE(csv.endsWith(QStringLiteral(",\"the \"\"port\"\" was lost\"\n"))) << qPrintable(csv);
 }
 
-TEST(CliReadingFormatter, SpectroradiometerJsonNamesTheSevenValuesOfReadMeasureData) {
+TEST(CliReportWriter, SpectroradiometerJsonNamesTheSevenValuesOfReadMeasureData) {
     InstrumentInfo info = analyser();
     info.givesMeasureData = true;
     Reading r = goodReading();
     const double values[7] = {30, 40, 50, 20, 60, 70, 120};
     for (int i = 0; i < 7; ++i)
         r.measureData[i] = values[i];
-    const QJsonObject data = parse(ReadingFormatter(OutputFormat::Json, info).row(r))
-                                 .value(QStringLiteral("measure_data"))
-                                 .toObject();
+    const QJsonObject data =
+        parse(writer(OutputFormat::Json, info)->row(r)).value(QStringLiteral("measure_data")).toObject();
     EXPECT_DOUBLE_EQ(data.value(QStringLiteral("value1")).toDouble(), 30);
     EXPECT_DOUBLE_EQ(data.value(QStringLiteral("value3")).toDouble(), 50);
     EXPECT_DOUBLE_EQ(data.value(QStringLiteral("Lv")).toDouble(), 20);
@@ -171,12 +178,12 @@ TEST(CliReadingFormatter, SpectroradiometerJsonNamesTheSevenValuesOfReadMeasureD
     EXPECT_DOUBLE_EQ(data.value(QStringLiteral("value7")).toDouble(), 120);
 }
 
-TEST(CliReadingFormatter, CsvHeaderNamesEveryColumnOfItsRows) {
+TEST(CliReportWriter, CsvHeaderNamesEveryColumnOfItsRows) {
     InstrumentInfo info = analyser();
     info.givesTcp = true;
-    ReadingFormatter csv(OutputFormat::Csv, info);
-    const QStringList header = csv.header().trimmed().split(QLatin1Char(','));
-    const QStringList row = csv.row(goodReading()).trimmed().split(QLatin1Char(','));
+    const auto csv = writer(OutputFormat::Csv, info);
+    const QStringList header = csv->header().trimmed().split(QLatin1Char(','));
+    const QStringList row = csv->row(goodReading()).trimmed().split(QLatin1Char(','));
     ASSERT_EQ(header.size(), row.size());
     EXPECT_EQ(row[header.indexOf(QStringLiteral("Lv"))], QStringLiteral("120.5"));
     EXPECT_EQ(row[header.indexOf(QStringLiteral("x"))], QStringLiteral("0.3127"));
@@ -186,26 +193,25 @@ TEST(CliReadingFormatter, CsvHeaderNamesEveryColumnOfItsRows) {
     EXPECT_FALSE(header.contains(QStringLiteral("value1")));
 }
 
-TEST(CliReadingFormatter, CsvQuotesFieldsThatHoldSeparators) {
-    EXPECT_EQ(ReadingFormatter::CsvField(QStringLiteral("plain")), QStringLiteral("plain"));
-    EXPECT_EQ(ReadingFormatter::CsvField(QStringLiteral("a,b")), QStringLiteral("\"a,b\""));
-    EXPECT_EQ(ReadingFormatter::CsvField(QStringLiteral("say \"hi\"")), QStringLiteral("\"say \"\"hi\"\"\""));
+TEST(CliReportWriter, CsvQuotesFieldsThatHoldSeparators) {
+    EXPECT_EQ(CsvField(QStringLiteral("plain")), QStringLiteral("plain"));
+    EXPECT_EQ(CsvField(QStringLiteral("a,b")), QStringLiteral("\"a,b\""));
+    EXPECT_EQ(CsvField(QStringLiteral("say \"hi\"")), QStringLiteral("\"say \"\"hi\"\"\""));
 }
 
-TEST(CliReadingFormatter, JsonStringsEscapeQuotesBackslashesAndControls) {
-    EXPECT_EQ(ReadingFormatter::JsonString(QStringLiteral("a\"b\\c\nd\x01")),
-              QStringLiteral("\"a\\\"b\\\\c\\nd\\u0001\""));
+TEST(CliReportWriter, JsonStringsEscapeQuotesBackslashesAndControls) {
+    EXPECT_EQ(JsonString(QStringLiteral("a\"b\\c\nd\x01")), QStringLiteral("\"a\\\"b\\\\c\\nd\\u0001\""));
 }
 
-TEST(CliReadingFormatter, TableNamesTheInstrumentAndShowsChromaticityToFourDecimals) {
+TEST(CliReportWriter, TableNamesTheInstrumentAndShowsChromaticityToFourDecimals) {
     InstrumentInfo info = analyser();
     info.givesTcp = true;
-    ReadingFormatter table(OutputFormat::Table, info);
-    const QString header = table.header();
+    const auto table = writer(OutputFormat::Table, info);
+    const QString header = table->header();
     EXPECT_TRUE(header.startsWith(
         QStringLiteral("Minolta colour analyser (analyser, type 1) on /dev/cu.usbserial-A1")));
     EXPECT_TRUE(header.contains(QStringLiteral("Tcp (K)")));
-    const QStringList cells = table.row(goodReading()).simplified().split(QLatin1Char(' '));
+    const QStringList cells = table->row(goodReading()).simplified().split(QLatin1Char(' '));
     const Reading r = goodReading();
     EXPECT_EQ(cells, (QStringList{QStringLiteral("2"), QStringLiteral("1.50"), QStringLiteral("s"),
                                   QStringLiteral("120.5"), QStringLiteral("0.3127"), QStringLiteral("0.3290"),
@@ -214,8 +220,8 @@ TEST(CliReadingFormatter, TableNamesTheInstrumentAndShowsChromaticityToFourDecim
                                   QStringLiteral("0x00000000")}));
 }
 
-TEST(CliReadingFormatter, JsonCarriesEveryColourQuantityUnderItsKey) {
-    const QJsonObject o = parse(ReadingFormatter(OutputFormat::Json, analyser()).row(goodReading()));
+TEST(CliReportWriter, JsonCarriesEveryColourQuantityUnderItsKey) {
+    const QJsonObject o = parse(writer(OutputFormat::Json, analyser())->row(goodReading()));
     const ColourQuantities& c = goodReading().colour;
     EXPECT_NEAR(o.value(QStringLiteral("X")).toDouble(), c.X, 1e-3);
     EXPECT_NEAR(o.value(QStringLiteral("Y")).toDouble(), 120.5, 1e-9);
@@ -230,81 +236,82 @@ TEST(CliReadingFormatter, JsonCarriesEveryColourQuantityUnderItsKey) {
     EXPECT_FALSE(o.contains(QStringLiteral("CCT_note")));
 }
 
-TEST(CliReadingFormatter, JsonOfTheLuminanceMeterHasNoColourQuantities) {
+TEST(CliReportWriter, JsonOfTheLuminanceMeterHasNoColourQuantities) {
     InstrumentInfo info = analyser();
     info.givesXy = false;
     Reading r = goodReading();
     r.hasColour = false;
-    const QJsonObject o = parse(ReadingFormatter(OutputFormat::Json, info).row(r));
+    const QJsonObject o = parse(writer(OutputFormat::Json, info)->row(r));
     for (const char* key : {"X", "Y", "Z", "u_prime", "v_prime", "CCT", "Duv", "delta_uv", "delta_E2000"})
         EXPECT_FALSE(o.contains(QLatin1String(key))) << key;
     EXPECT_DOUBLE_EQ(o.value(QStringLiteral("Lv")).toDouble(), 120.5);
 }
 
-TEST(CliReadingFormatter, ReferenceAddsTheDifferencesAndTheTableShowsDeltaUv) {
+TEST(CliReportWriter, ReferenceAddsTheDifferencesAndTheTableShowsDeltaUv) {
     const Reading r = comparedReading(100, 0.3227, 0.3390, d65());
-    const QJsonObject o = parse(ReadingFormatter(OutputFormat::Json, analyser(), {}, true).row(r));
+    const QJsonObject o = parse(writer(OutputFormat::Json, analyser(), {}, true)->row(r));
     EXPECT_NEAR(o.value(QStringLiteral("delta_uv")).toDouble(), r.colour.deltaUv, 1e-6);
     EXPECT_NEAR(o.value(QStringLiteral("delta_E2000")).toDouble(), r.colour.deltaE2000, 1e-4);
     EXPECT_GT(o.value(QStringLiteral("delta_E2000")).toDouble(), 0);
 
-    ReadingFormatter table(OutputFormat::Table, analyser(), {}, true);
-    EXPECT_TRUE(table.header().contains(QStringLiteral("Δu′v′")));
-    EXPECT_FALSE(table.header().contains(QStringLiteral("ΔE2000")));
-    EXPECT_TRUE(table.row(r).contains(QString::number(r.colour.deltaUv, 'f', 4))) << qPrintable(table.row(r));
+    const auto table = writer(OutputFormat::Table, analyser(), {}, true);
+    EXPECT_TRUE(table->header().contains(QStringLiteral("Δu′v′")));
+    EXPECT_FALSE(table->header().contains(QStringLiteral("ΔE2000")));
+    EXPECT_TRUE(table->row(r).contains(QString::number(r.colour.deltaUv, 'f', 4)))
+        << qPrintable(table->row(r));
 }
 
-TEST(CliReadingFormatter, ChosenQuantitiesAreTheColumnsOfTableAndCsv) {
+TEST(CliReportWriter, ChosenQuantitiesAreTheColumnsOfTableAndCsv) {
     const QVector<Quantity> chosen = {Quantity::UPrime, Quantity::VPrime, Quantity::DeltaE2000};
     const Reading r = comparedReading(100, 0.3227, 0.3390, d65());
-    ReadingFormatter csv(OutputFormat::Csv, analyser(), chosen, true);
-    const QStringList header = csv.header().trimmed().split(QLatin1Char(','));
+    const auto csv = writer(OutputFormat::Csv, analyser(), chosen, true);
+    const QStringList header = csv->header().trimmed().split(QLatin1Char(','));
     for (const char* absent : {"Lv", "x", "y", "CCT", "Duv", "delta_uv"})
         EXPECT_FALSE(header.contains(QLatin1String(absent))) << absent;
-    const QStringList row = csv.row(r).trimmed().split(QLatin1Char(','));
+    const QStringList row = csv->row(r).trimmed().split(QLatin1Char(','));
     ASSERT_EQ(row.size(), header.size());
     EXPECT_EQ(row[header.indexOf(QStringLiteral("kind"))], QStringLiteral("reading"));
     EXPECT_EQ(row[header.indexOf(QStringLiteral("u_prime"))], QString::number(r.colour.uPrime, 'f', 4));
     EXPECT_EQ(row[header.indexOf(QStringLiteral("delta_E2000"))],
               QString::number(r.colour.deltaE2000, 'f', 2));
 
-    const QString tableHeader = ReadingFormatter(OutputFormat::Table, analyser(), chosen, true).header();
+    const QString tableHeader = writer(OutputFormat::Table, analyser(), chosen, true)->header();
     EXPECT_TRUE(tableHeader.contains(QStringLiteral("u′")));
     EXPECT_TRUE(tableHeader.contains(QStringLiteral("ΔE2000")));
     EXPECT_FALSE(tableHeader.contains(QStringLiteral("CCT")));
     // JSON carries everything whatever was chosen.
-    const QJsonObject o = parse(ReadingFormatter(OutputFormat::Json, analyser(), chosen, true).row(r));
+    const QJsonObject o = parse(writer(OutputFormat::Json, analyser(), chosen, true)->row(r));
     EXPECT_TRUE(o.contains(QStringLiteral("CCT")));
     EXPECT_TRUE(o.contains(QStringLiteral("x")));
 }
 
-TEST(CliReadingFormatter, CctFarOffTheLocusIsSaidInsteadOfANumber) {
+TEST(CliReportWriter, CctFarOffTheLocusIsSaidInsteadOfANumber) {
     Reading r = goodReading();
     r.x = 0.30;
     r.y = 0.45;
     r.colour = ColourQuantities::FromLvXy(r.Lv, r.x, r.y);
     ASSERT_FALSE(r.colour.cct.ok());
-    const QString table = ReadingFormatter(OutputFormat::Table, analyser()).row(r);
+    const QString table = writer(OutputFormat::Table, analyser())->row(r);
     EXPECT_TRUE(table.contains(QStringLiteral("off locus"))) << qPrintable(table);
-    const QJsonObject o = parse(ReadingFormatter(OutputFormat::Json, analyser()).row(r));
+    const QJsonObject o = parse(writer(OutputFormat::Json, analyser())->row(r));
     EXPECT_TRUE(o.contains(QStringLiteral("CCT")));
     EXPECT_TRUE(o.value(QStringLiteral("CCT")).isNull());
     EXPECT_TRUE(o.value(QStringLiteral("Duv")).isNull());
     EXPECT_TRUE(o.value(QStringLiteral("CCT_note")).toString().contains(QStringLiteral("locus")));
-    ReadingFormatter csv(OutputFormat::Csv, analyser());
-    const QStringList header = csv.header().trimmed().split(QLatin1Char(','));
-    const QStringList row = csv.row(r).trimmed().split(QLatin1Char(','));
+    const auto csv = writer(OutputFormat::Csv, analyser());
+    const QStringList header = csv->header().trimmed().split(QLatin1Char(','));
+    const QStringList row = csv->row(r).trimmed().split(QLatin1Char(','));
     EXPECT_EQ(row[header.indexOf(QStringLiteral("CCT"))], QStringLiteral("off locus"));
 }
 
-TEST(CliReadingFormatter, JsonSummaryIsOneFinalObjectWithEveryQuantity) {
+TEST(CliReportWriter, JsonSummaryIsOneFinalObjectWithEveryQuantity) {
     ReadingStatistics stats;
     stats.add(comparedReading(100, 0.3127, 0.3290, d65()));
     stats.add(comparedReading(110, 0.3137, 0.3300, d65()));
     Reading failed = goodReading();
     failed.result = RESULT_FAIL;
     stats.add(failed);
-    const QString text = ReadingFormatter(OutputFormat::Json, analyser(), {}, true).summary(stats);
+    const QString text = writer(OutputFormat::Json, analyser(), {}, true)->summary(stats);
     EXPECT_EQ(text.count(QLatin1Char('\n')), 1);
     const QJsonObject summary = parse(text).value(QStringLiteral("summary")).toObject();
     EXPECT_EQ(summary.value(QStringLiteral("readings")).toInt(), 3);
@@ -323,13 +330,13 @@ TEST(CliReadingFormatter, JsonSummaryIsOneFinalObjectWithEveryQuantity) {
         summary.value(QStringLiteral("delta_uv")).toObject().value(QStringLiteral("min")).toDouble(), 0);
 }
 
-TEST(CliReadingFormatter, CsvSummaryRowsAreToldApartByTheirKind) {
+TEST(CliReportWriter, CsvSummaryRowsAreToldApartByTheirKind) {
     ReadingStatistics stats;
     stats.add(comparedReading(100, 0.3127, 0.3290, d65()));
     stats.add(comparedReading(110, 0.3127, 0.3290, d65()));
-    ReadingFormatter csv(OutputFormat::Csv, analyser(), {}, true);
-    const QStringList header = csv.header().trimmed().split(QLatin1Char(','));
-    const QStringList rows = csvLines(csv.summary(stats));
+    const auto csv = writer(OutputFormat::Csv, analyser(), {}, true);
+    const QStringList header = csv->header().trimmed().split(QLatin1Char(','));
+    const QStringList rows = csvLines(csv->summary(stats));
     QStringList kinds;
     for (const QString& line : rows) {
         const QStringList fields = line.split(QLatin1Char(','));
@@ -353,15 +360,15 @@ TEST(CliReadingFormatter, CsvSummaryRowsAreToldApartByTheirKind) {
                                   QStringLiteral("max"), QStringLiteral("count"), QStringLiteral("failed")}));
 }
 
-TEST(CliReadingFormatter, TableSummaryIsABlockUnderTheColumns) {
+TEST(CliReportWriter, TableSummaryIsABlockUnderTheColumns) {
     ReadingStatistics stats;
     stats.add(comparedReading(100, 0.3127, 0.3290, d65()));
     stats.add(comparedReading(104, 0.3127, 0.3290, d65()));
-    ReadingFormatter table(OutputFormat::Table, analyser(), {}, true);
-    const QStringList header = table.header().split(QLatin1Char('\n'));
+    const auto table = writer(OutputFormat::Table, analyser(), {}, true);
+    const QStringList header = table->header().split(QLatin1Char('\n'));
     const QString columns = header.value(2);
-    const QStringList block = table.summary(stats).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    ASSERT_EQ(block.size(), 5) << qPrintable(table.summary(stats));
+    const QStringList block = table->summary(stats).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_EQ(block.size(), 5) << qPrintable(table->summary(stats));
     EXPECT_TRUE(block[0].trimmed().startsWith(QStringLiteral("mean")));
     EXPECT_TRUE(block[1].trimmed().startsWith(QStringLiteral("sd")));
     // The mean of Lv stands right-aligned under its title.
@@ -371,11 +378,27 @@ TEST(CliReadingFormatter, TableSummaryIsABlockUnderTheColumns) {
         << qPrintable(block[4]);
 }
 
-TEST(CliReadingFormatter, TableSummaryOfRunWithoutAGoodReadingIsTheCountAlone) {
+TEST(CliReportWriter, TableSummaryOfRunWithoutAGoodReadingIsTheCountAlone) {
     ReadingStatistics stats;
     Reading failed = goodReading();
     failed.result = RESULT_PORT_LOST;
     stats.add(failed);
-    const QString text = ReadingFormatter(OutputFormat::Table, analyser()).summary(stats);
+    const QString text = writer(OutputFormat::Table, analyser())->summary(stats);
     EXPECT_EQ(text.trimmed(), QStringLiteral("1 reading: 0 succeeded, 1 failed"));
+}
+
+TEST(CliReportWriter, InstrumentFoundIsNamedInEveryFormat) {
+    const InstrumentInfo info = analyser();
+    const QString table = ReportWriter::Create(OutputFormat::Table)->instrument(info);
+    EXPECT_TRUE(table.contains(QStringLiteral("family: analyser\n"))) << qPrintable(table);
+    EXPECT_TRUE(table.contains(QStringLiteral("port:   /dev/cu.usbserial-A1\n"))) << qPrintable(table);
+    const QJsonObject o = parse(ReportWriter::Create(OutputFormat::Json)->instrument(info));
+    EXPECT_EQ(o.value(QStringLiteral("title")).toString(), info.title);
+    EXPECT_EQ(o.value(QStringLiteral("type")).toInt(), 1);
+    EXPECT_EQ(o.value(QStringLiteral("result")).toString(), QStringLiteral("0x00000000"));
+    const QStringList csv =
+        ReportWriter::Create(OutputFormat::Csv)->instrument(info).split(QLatin1Char('\n'));
+    ASSERT_GE(csv.size(), 2);
+    EXPECT_EQ(csv[0], QStringLiteral("family,type,title,port"));
+    EXPECT_EQ(csv[1], QStringLiteral("analyser,1,Minolta colour analyser,/dev/cu.usbserial-A1"));
 }

@@ -18,8 +18,6 @@ struct QuantityValue {
 
 // "u_prime", "delta_E2000", ...
 QString QuantityKey(Quantity quantity);
-// The column title of the table, with its unit: "Lv (cd/m²)", "Δu′v′".
-QString QuantityTitle(Quantity quantity);
 // Whether the quantity compares with a reference (Δu′v′, ΔE2000).
 bool IsDifference(Quantity quantity);
 // Every quantity, in the order the output lists them.
@@ -31,13 +29,3 @@ bool ParseQuantityList(const QString& text, QVector<Quantity>* out, QString* err
 // What `reading` holds of `quantity`: nothing (a failed reading, a quantity its instrument does not
 // give, a difference without a reference), a number, or a CCT or Duv out of range.
 QuantityValue ValueOf(const Reading& reading, Quantity quantity);
-// The value as text for the table and CSV, rounded to what it means (x, y and u′v′ to four decimals,
-// CCT to the kelvin, ...), or empty for a value that is not a number.
-// A statistic of the quantity (a mean, a spread) has no digits of the instrument's own: it is
-// rounded like a derived value.
-QString QuantityText(Quantity quantity, double value, bool statistic = false);
-// The value as a JSON number, to the digits that mean something (derived values carry no noise
-// digits), or "null".
-QString QuantityJson(Quantity quantity, double value, bool statistic = false);
-// Why a CCT or Duv is missing, in words ("off the Planckian locus", ...), as the table and CSV show it.
-QString OutOfRangeText(const Reading& reading);

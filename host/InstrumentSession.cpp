@@ -44,8 +44,8 @@ void pointDetectionAt(const PortListing& port) {
 }
 } // namespace
 
-InstrumentSession::InstrumentSession(const CliOptions& options, StatusConsole& console, QObject* parent)
-    : QObject(parent), m_options(options), m_console(console) {}
+InstrumentSession::InstrumentSession(const SessionSettings& settings, StatusConsole& console, QObject* parent)
+    : QObject(parent), m_settings(settings), m_console(console) {}
 
 InstrumentSession::~InstrumentSession() {
     if (m_minolta && m_watcher)
@@ -62,10 +62,10 @@ InstrumentSession::~InstrumentSession() {
 }
 
 bool InstrumentSession::readCatalogue(QString* error) {
-    QFile file(m_options.catalogue);
+    QFile file(m_settings.catalogue);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
         *error =
-            QStringLiteral("cannot read the catalogue %1: %2").arg(m_options.catalogue, file.errorString());
+            QStringLiteral("cannot read the catalogue %1: %2").arg(m_settings.catalogue, file.errorString());
         return false;
     }
     QTextStream in(&file);
@@ -83,7 +83,7 @@ bool InstrumentSession::readCatalogue(QString* error) {
 }
 
 void InstrumentSession::restrictToPort() {
-    const QString wanted = m_options.port;
+    const QString wanted = m_settings.port;
     for (const PortListing& port : m_ports) {
         if (port.name == wanted || (!port.path.isEmpty() && port.path == wanted)) {
             m_ports = {port};
@@ -98,29 +98,29 @@ void InstrumentSession::restrictToPort() {
 
 int InstrumentSession::prepare() {
     m_ports.clear();
-    if (!m_options.simulate.isEmpty()) {
-        m_model = CreateFamilyModel(m_options.simulate);
+    if (!m_settings.simulate.isEmpty()) {
+        m_model = CreateFamilyModel(m_settings.simulate);
         if (!m_model) {
-            m_console.line(QStringLiteral("chromameter: ") + SimFamilyProblem(m_options.simulate));
+            m_console.line(QStringLiteral("chromameter: ") + SimFamilyProblem(m_settings.simulate));
             return UsageError;
         }
         SimReading reading;
-        if (!m_options.simValues.isEmpty())
-            ParseSimReading(m_options.simValues, &reading);
+        if (!m_settings.simValues.isEmpty())
+            ParseSimReading(m_settings.simValues, &reading);
         m_model->setReading(reading);
         SimFault fault = SimFault::None;
-        if (!m_options.simFault.isEmpty())
-            parseSimFault(m_options.simFault, &fault);
+        if (!m_settings.simFault.isEmpty())
+            parseSimFault(m_settings.simFault, &fault);
         m_model->setFault(fault);
         LineModel line = LineModel::realistic();
-        if (!m_options.simLine.isEmpty())
-            LineModel::parse(m_options.simLine, &line);
+        if (!m_settings.simLine.isEmpty())
+            LineModel::parse(m_settings.simLine, &line);
         m_model->setLine(line);
         if (!m_model->start()) {
             m_console.line(QStringLiteral("chromameter: the simulator could not create its pseudo-terminal"));
             return Failed;
         }
-        if (m_options.trace) {
+        if (m_settings.trace) {
             m_tap = new TrafficTap(m_model.get(), this);
             // Direct connections: a poll made from a library thread reports on that thread.
             connect(m_tap, &TrafficTap::received, [](qint64, int baud, const QByteArray& bytes) {
@@ -134,23 +134,23 @@ int InstrumentSession::prepare() {
             TraceLog::SetBeforeLibraryLine([tap] { tap->poll(); });
             m_tap->start(5);
         }
-        const int type = SimFamilyType(m_options.simulate);
+        const int type = SimFamilyType(m_settings.simulate);
         m_ports.append(
             listing(m_model->portPath(), QStringLiteral("simulated %1").arg(SimFamilyTitle(type))));
         m_portSource = QStringLiteral("the built-in simulator");
-    } else if (!m_options.catalogue.isEmpty()) {
+    } else if (!m_settings.catalogue.isEmpty()) {
         QString error;
         if (!readCatalogue(&error)) {
             m_console.line(QStringLiteral("chromameter: ") + error);
             return UsageError;
         }
-        m_portSource = QStringLiteral("from %1").arg(m_options.catalogue);
+        m_portSource = QStringLiteral("from %1").arg(m_settings.catalogue);
     } else {
         for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts())
             m_ports.append(listing(info.portName(), info.description()));
         m_portSource = QStringLiteral("the system's list");
     }
-    if (!m_options.port.isEmpty())
+    if (!m_settings.port.isEmpty())
         restrictToPort();
     return Ok;
 }
@@ -186,7 +186,7 @@ int InstrumentSession::detect() {
         m_info.title = family ? QString::fromLatin1(family->title) : QStringLiteral("unknown");
         m_info.port = port.path;
         m_info.givesXy = InstrumentFamilyCan(type, CapColour);
-        m_info.givesTcp = m_options.tcp && InstrumentFamilyCan(type, CapColourTemperature);
+        m_info.givesTcp = m_settings.readTcp && InstrumentFamilyCan(type, CapColourTemperature);
         m_info.givesMeasureData = InstrumentFamilyCan(type, CapMeasureData);
         m_info.polledReading = InstrumentFamilyCan(type, CapPolledReading);
         return Ok;
