@@ -17,7 +17,9 @@ QString ProgressLine(const CharacteriseRun::Progress& progress) {
     const QString values = QString("%1 %2 %3").arg(p.r, 0, 'f', 4).arg(p.g, 0, 'f', 4).arg(p.b, 0, 'f', 4);
     QString what;
     if (r.kind == PatchReading::Kind::DriftWhite) {
-        what = QString("white (drift), after patch %1 of %2").arg(progress.index).arg(progress.total);
+        what = progress.index == 0
+                   ? QString("white (drift), before patch 1 of %1").arg(progress.total)
+                   : QString("white (drift), after patch %1 of %2").arg(progress.index).arg(progress.total);
     } else {
         what = QString("patch %1 of %2 (id %3%4, %5)")
                    .arg(progress.index)

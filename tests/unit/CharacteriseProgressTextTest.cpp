@@ -38,6 +38,8 @@ TEST(CharacteriseProgressText, LuminanceOnlyFailedAndWhiteReadingsSayWhatTheyAre
     EXPECT_TRUE(ProgressLine(p).startsWith("white (drift), after patch 3 of 17: Lv"));
     p.secondsLeft = -1.0;
     EXPECT_FALSE(ProgressLine(p).contains("left"));
+    p.index = 0; // the white measured before the first patch
+    EXPECT_TRUE(ProgressLine(p).startsWith("white (drift), before patch 1 of 17: Lv"));
 }
 
 TEST(CharacteriseProgressText, DurationsReadAsSecondsMinutesOrHours) {
