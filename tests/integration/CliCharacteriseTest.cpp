@@ -348,3 +348,50 @@ TEST(CliCharacterise, Ti3OptionWritesACti3SheetOfEveryPatch) {
     EXPECT_TRUE(text.contains("NUMBER_OF_SETS\t17")) << text.constData();
     EXPECT_TRUE(text.contains("RGB_XYZ"));
 }
+
+namespace {
+QJsonObject figuresOn(const QString& display, const QStringList& options) {
+    QTemporaryDir dir;
+    const ProcessRun run = chromameter(simulated("analyser", display) + options +
+                                       QStringList{"--format", "json", "--save", dir.filePath("run.jsonl")});
+    EXPECT_TRUE(run.finished);
+    EXPECT_EQ(run.exitCode, 0) << run.err.constData();
+    return characterisation(run);
+}
+} // namespace
+
+TEST(CliCharacterise, FiguresOfVirtualDisplaysMatchTheirKnownTruth) {
+    // An ideal sRGB display against sRGB with its own EOTF hardly differs at all.
+    const QJsonObject ideal = figuresOn("srgb-ideal", {"--settle", "0", "--target-eotf", "srgb"});
+    EXPECT_LT(ideal.value("delta_E2000").toObject().value("mean").toDouble(), 0.3);
+
+    // A gamma 2.4 display with a 0.2 cd/m² black and a 250 cd/m² white.
+    const QJsonObject tone = figuresOn("srgb-ideal,eotf=gamma:2.4,black=0.2,peak=250", {"--settle", "0"});
+    EXPECT_NEAR(tone.value("gamma").toObject().value("fitted").toDouble(), 2.40, 0.02);
+    EXPECT_NEAR(tone.value("contrast").toDouble(), 1250.0, 0.02 * 1250.0);
+    EXPECT_NEAR(tone.value("white").toObject().value("Lv").toDouble(), 250.0, 0.5);
+
+    // DCI-P3 primaries cover sRGB entirely, with 1.36 times its area.
+    const QJsonObject wide = figuresOn("srgb-ideal,primaries=p3,black=0", {"--settle", "0"});
+    const QJsonObject srgb = wide.value("gamut").toObject().value("srgb").toObject();
+    EXPECT_NEAR(srgb.value("coverage_xy").toDouble(), 1.000, 0.005);
+    EXPECT_NEAR(srgb.value("area_ratio_xy").toDouble(), 1.36, 0.01);
+}
+
+TEST(CliCharacterise, ASlowDisplayMeasuredWithoutSettlingShowsLargerErrors) {
+    // Each patch takes 400 ms to appear: measured at once, a reading still holds the previous patch.
+    const QString display = "srgb-ideal,response=400";
+    const QStringList options{"--patches", "grey:5,primaries", "--target-eotf", "srgb"};
+    const double hurried = figuresOn(display, options + QStringList{"--settle", "0"})
+                               .value("delta_E2000")
+                               .toObject()
+                               .value("mean")
+                               .toDouble();
+    const double settled = figuresOn(display, options + QStringList{"--settle", "500"})
+                               .value("delta_E2000")
+                               .toObject()
+                               .value("mean")
+                               .toDouble();
+    EXPECT_LT(settled, 0.3);
+    EXPECT_GT(hurried, 10.0 * settled + 1.0) << hurried << " vs " << settled;
+}
