@@ -22,6 +22,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <unistd.h>
 
 CharacteriseCommand::CharacteriseCommand(const CharacteriseCommandSettings& settings, StatusConsole& console,
                                          InterruptNotifier& interrupts, QObject* parent)
@@ -69,7 +70,8 @@ int CharacteriseCommand::run(InstrumentSession& session) {
     const InstrumentInfo& instrument = session.instrument();
     std::unique_ptr<PatchDisplay> display;
     QTextStream prompts(stderr);
-    QTextStream answers(stdin);
+    QFile answers;
+    answers.open(STDIN_FILENO, QIODevice::ReadOnly | QIODevice::Unbuffered);
     switch (m_settings.show.kind) {
     case ShowMethod::Kind::Simulator: {
         InstrumentModel* model = session.simulator();
@@ -83,7 +85,7 @@ int CharacteriseCommand::run(InstrumentSession& session) {
         break;
     }
     case ShowMethod::Kind::Manual:
-        display = std::make_unique<ManualPatchDisplay>(&prompts, &answers);
+        display = std::make_unique<ManualPatchDisplay>(&prompts, &answers, &m_interrupted);
         break;
     case ShowMethod::Kind::Command:
         display = std::make_unique<CommandPatchDisplay>(m_settings.show.command, &m_interrupted);

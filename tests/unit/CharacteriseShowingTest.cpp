@@ -3,6 +3,7 @@
 #include "CommandPatchDisplay.h"
 #include "ManualPatchDisplay.h"
 
+#include <QBuffer>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
@@ -10,6 +11,8 @@
 #include <QTimer>
 
 #include <gtest/gtest.h>
+
+#include <unistd.h>
 
 namespace {
 Patch patch(int id, double r, double g, double b, const QString& name = QString()) {
@@ -25,9 +28,10 @@ Patch patch(int id, double r, double g, double b, const QString& name = QString(
 
 TEST(CharacteriseShowing, ManualPrintsTheDeviceValuesAndWaitsForEnter) {
     QString printed;
-    QString typed = "\n\n";
+    QByteArray typed = "\n\n";
     QTextStream out(&printed);
-    QTextStream in(&typed);
+    QBuffer in(&typed);
+    ASSERT_TRUE(in.open(QIODevice::ReadOnly));
     ManualPatchDisplay display(&out, &in);
     QString error;
     ASSERT_TRUE(display.Show(patch(4, 0.5, 0.25, 1.0, "lilac"), &error));
@@ -39,6 +43,29 @@ TEST(CharacteriseShowing, ManualPrintsTheDeviceValuesAndWaitsForEnter) {
     // No more Enter to read: the input ended, so the patch cannot be confirmed.
     EXPECT_FALSE(display.Show(patch(6, 1, 1, 1), &error));
     EXPECT_TRUE(error.contains("patch 6")) << error.toStdString();
+}
+
+TEST(CharacteriseShowing, ManualWaitOnATerminalOrPipeEndsAtEnterOrAtCtrlC) {
+    int fds[2] = {-1, -1};
+    ASSERT_EQ(::pipe(fds), 0);
+    QFile in;
+    ASSERT_TRUE(in.open(fds[0], QIODevice::ReadOnly | QIODevice::Unbuffered, QFileDevice::AutoCloseHandle));
+    QString printed;
+    QTextStream out(&printed);
+    std::atomic<bool> interrupt{false};
+    ManualPatchDisplay display(&out, &in, &interrupt);
+    // Enter typed a little later goes on.
+    QTimer::singleShot(100, [&] { ASSERT_EQ(::write(fds[1], "ok\n", 3), 3); });
+    QString error;
+    EXPECT_TRUE(display.Show(patch(1, 0, 0, 0), &error)) << error.toStdString();
+    // Ctrl-C while nobody presses Enter ends the wait at once.
+    QTimer::singleShot(100, [&] { interrupt = true; });
+    QElapsedTimer elapsed;
+    elapsed.start();
+    EXPECT_FALSE(display.Show(patch(2, 1, 1, 1), &error));
+    EXPECT_LT(elapsed.elapsed(), 2000);
+    EXPECT_TRUE(error.contains("interrupted")) << error.toStdString();
+    ::close(fds[1]);
 }
 
 TEST(CharacteriseShowing, CommandPlaceholdersTakeUnitAndEightBitValues) {
