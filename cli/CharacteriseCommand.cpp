@@ -118,6 +118,9 @@ int CharacteriseCommand::run(InstrumentSession& session) {
                        .arg(m_run.ids.size())
                        .arg(m_run.ids.size() == 1 ? QString() : QStringLiteral("es"))
                        .arg(m_run.journalPath));
+    if (m_run.ids.isEmpty())
+        m_console.line(
+            QStringLiteral("chromameter: every patch of the run has its reading; the figures follow"));
 
     m_taker = std::make_unique<ReadingTaker>(session, m_console);
     ReadingPatchMeter meter(*m_taker, instrument, m_settings.timeoutSec);
