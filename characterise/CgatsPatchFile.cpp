@@ -56,6 +56,10 @@ bool AddCgatsFilePatches(const QString& path, QVector<Patch>* patches, QString* 
     if (rows <= 0)
         return fail("no patches (NUMBER_OF_SETS is 0)");
 
+    // A sample's own name, where the file gives one, is what a person recognises it by.
+    const int nameColumn = cmsIT8FindDataFormat(it8.get(), "SAMPLE_NAME");
+    const int idColumn = cmsIT8FindDataFormat(it8.get(), "SAMPLE_ID");
+
     QVector<Patch> added;
     int id = patches->isEmpty() ? 1 : patches->last().id + 1;
     for (int row = 0; row < rows; ++row) {
@@ -73,7 +77,11 @@ bool AddCgatsFilePatches(const QString& path, QVector<Patch>* patches, QString* 
         Patch patch;
         patch.id = id++;
         patch.set = "file";
-        patch.name = QString("row %1").arg(row + 1);
+        const char* name = nameColumn >= 0 ? cmsIT8GetDataRowCol(it8.get(), row, nameColumn) : nullptr;
+        const char* sample = idColumn >= 0 ? cmsIT8GetDataRowCol(it8.get(), row, idColumn) : nullptr;
+        patch.name = name && *name       ? QString::fromLatin1(name)
+                     : sample && *sample ? QString("sample %1").arg(QString::fromLatin1(sample))
+                                         : QString("row %1").arg(row + 1);
         patch.r = rgb[0];
         patch.g = rgb[1];
         patch.b = rgb[2];

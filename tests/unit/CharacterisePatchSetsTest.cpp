@@ -227,6 +227,7 @@ TEST(CharacterisePatchSets, CgatsFileGivesDeviceValuesInItsRowOrder) {
     EXPECT_EQ(std::make_tuple(patches[2].r, patches[2].g, patches[2].b), std::make_tuple(1.0, 1.0, 1.0));
     EXPECT_EQ(std::make_tuple(patches[3].r, patches[3].g, patches[3].b), std::make_tuple(0.5, 0.25, 0.0));
     EXPECT_DOUBLE_EQ(patches[4].b, 0.125);
+    EXPECT_EQ(patches[3].name, "sample 2");
 }
 
 TEST(CharacterisePatchSets, CgatsFileWithoutAnRgbFieldIsRefusedNamingFileAndField) {
