@@ -158,7 +158,7 @@ void CharacterisationBench::Run(const QString& program, bool quick) {
                "%1, settle %2 ms, measure through the host's reading meter, journal) beside its floor: "
                "the settle plus the library's own time for the reading on the same line (Measure, the "
                "watcher, ReadLvXy; luminance: ReadLastestData; median of %3 readings, %4 for the "
-               "luminance meter, each after a settle-long pause)")
+               "luminance meter, each after a settle-long pause, after one left out)")
                .arg(m_settings.display)
                .arg(m_settings.settleMs)
                .arg(m_settings.floorReadings)
@@ -192,12 +192,14 @@ void CharacterisationBench::RunFamily(const QString& family, const LineModel& ca
     std::vector<double> readingMs;
     int floorFailed = 0;
     const int floorReadings = polled ? m_settings.luminanceFloorReadings : m_settings.floorReadings;
-    for (int i = 0; i < floorReadings; ++i) {
+    // The first reading after detection is left out: the luminance meter's reading starts by taking
+    // the unread answers of the previous read-out off the line, and the first one has none.
+    for (int i = 0; i <= floorReadings; ++i) {
         InterruptibleWait(m_settings.settleMs, nullptr);
         const double ms = libraryReadingMs(session.minolta(), watcher, polled);
         if (ms < 0)
             ++floorFailed;
-        else
+        else if (i > 0)
             readingMs.push_back(ms);
     }
     session.minolta()->UnregisterWatcher(&watcher);
