@@ -315,13 +315,13 @@ void CharacterisationBench::RunMemory() {
         resident.push_back(ResidentBytes());
         heap.push_back(HeapInUseBytes());
         kept.push_back(qint64(run.Readings().capacity()) * qint64(sizeof(PatchReading)));
-        m_line(
-            QStringLiteral("characterisation memory after %1 patches: resident %2 KiB, heap in use %3 KiB, "
-                           "journal %4 KiB")
-                .arg(progress.index, 4)
-                .arg(double(resident.back()) / 1024.0, 0, 'f', 1)
-                .arg(double(heap.back()) / 1024.0, 0, 'f', 1)
-                .arg(double(QFileInfo(prepared.journalPath).size()) / 1024.0, 0, 'f', 1));
+        m_line(QStringLiteral("characterisation memory after %1 patches: resident %2 KiB, heap in use %3 KiB "
+                              "(readings kept %4 KiB), journal %5 KiB")
+                   .arg(progress.index, 4)
+                   .arg(double(resident.back()) / 1024.0, 0, 'f', 1)
+                   .arg(double(heap.back()) / 1024.0, 0, 'f', 1)
+                   .arg(double(kept.back()) / 1024.0, 0, 'f', 1)
+                   .arg(double(QFileInfo(prepared.journalPath).size()) / 1024.0, 0, 'f', 1));
     });
     const CharacteriseRun::Outcome outcome = run.Run(prepared.header.patches, prepared.ids, &error);
     const double runSec = double(clock.elapsed()) / 1000.0;
