@@ -614,9 +614,10 @@ QString CommandLine::UsageText() {
         "\n"
         "Exit status: 0 success; 1 the instrument or a measurement failed; 2 usage error;\n"
         "3 no instrument found; 130 interrupted by Ctrl-C (measure --continuous, which Ctrl-C ends,\n"
-        "gives 0).\n"
+        "gives 0, as does a characterisation ended with Esc in its patch window).\n"
         "\n"
         "Examples: chromameter --simulate analyser measure --count 3\n"
+        "          chromameter characterise --screen 1 --patch-size 15\n"
         "          chromameter --simulate analyser --sim-display srgb-ideal characterise --format json\n");
 }
 
