@@ -178,13 +178,15 @@ TEST(DisplayWindowRun, ColourPatchesOnAGreyBackgroundReachTheWindowAndTheInstrum
     EXPECT_NEAR(run.journal.readings[1].y, 0.60, 0.002);
 
     // CHROMA_WINDOW_SCREENSHOT=docs/patch-window.png keeps what the user saw: the prompt before the
-    // first patch, and the window with the last patch, side by side at half size.
+    // first patch, and the window with the last patch, side by side at
+    // three quarters of their size.
     const QString screenshot = qEnvironmentVariable("CHROMA_WINDOW_SCREENSHOT");
     if (!screenshot.isEmpty()) {
         ASSERT_FALSE(user.prompt.isNull());
-        const QImage left = user.prompt.scaledToHeight(user.prompt.height() / 2, Qt::SmoothTransformation);
+        const QImage left =
+            user.prompt.scaledToHeight(user.prompt.height() * 3 / 4, Qt::SmoothTransformation);
         const QImage right =
-            user.lastPatch.scaledToHeight(user.lastPatch.height() / 2, Qt::SmoothTransformation);
+            user.lastPatch.scaledToHeight(user.lastPatch.height() * 3 / 4, Qt::SmoothTransformation);
         const int gap = 12;
         QImage both(left.width() + gap + right.width(), left.height(), QImage::Format_RGB32);
         both.fill(Qt::white);
