@@ -103,8 +103,9 @@ int CharacteriseCommand::run(InstrumentSession& session) {
     case ShowMethod::Kind::Window: {
         window = std::make_unique<WindowPatchDisplay>(m_settings.show, &m_interrupted);
         window->SetNoticeCallback([this](const QString& text) { m_console.line("chromameter: " + text); });
+        // A resume with nothing left to measure goes straight to the figures, without a window.
         QString problem;
-        if (!window->Open(&problem)) {
+        if (!m_run.ids.isEmpty() && !window->Open(&problem)) {
             m_console.line(QStringLiteral("chromameter: --show window: ") + problem);
             return InstrumentSession::UsageError;
         }
