@@ -11,7 +11,7 @@
 
 // What the user asked chromameter to do, as read from the command line.
 
-enum class CliCommand { None, Ports, Detect, Measure, Characterise };
+enum class CliCommand { None, Ports, Detect, Measure, Characterise, Screens };
 
 struct CliOptions {
     CliCommand command = CliCommand::None;
@@ -46,4 +46,7 @@ struct CliOptions {
 
     // The columns of a run on `instrument` (a reference counts where the instrument gives colour).
     Columns columns(const InstrumentInfo& instrument) const;
+    // Whether the command needs a window system (a GUI application): the screens list, and a
+    // characterisation shown in the patch window. Every other command runs without one.
+    bool needsWindowSystem() const;
 };
