@@ -54,7 +54,13 @@ SerialPortCross::~SerialPortCross() {
         m_pSerialPort->close();
     }
     if (m_pSerialPort) {
-        m_pSerialPort->deleteLater();
+        // Deleted here on its own thread, with the notifiers that close() left for deferred deletion
+        // (its children): at unload a deferred deletion would run after Qt SerialPort's code is gone.
+        // Only from another thread is it handed to its own.
+        if (QThread::currentThread() == m_pSerialPort->thread())
+            delete m_pSerialPort;
+        else
+            m_pSerialPort->deleteLater();
         m_pSerialPort = nullptr;
     }
 }

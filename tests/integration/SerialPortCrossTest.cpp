@@ -44,7 +44,8 @@ QString missingDevicePath(const QTemporaryDir& dir) {
     return dir.path() + QStringLiteral("/cu.usbserial-GONE");
 }
 
-// The port object schedules the deletion of its QSerialPort; run it before the test ends.
+// Runs whatever deferred deletion the port left on this thread (the QSerialPort goes at once on its
+// own thread; a notifier closed earlier may still be queued) before the test ends.
 void flushDeferredDeletes() {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
