@@ -66,6 +66,8 @@ std::unique_ptr<InstrumentModel> startedModel(const QString& family, const LineM
     model->setMeasureDelayMs(400);
     if (!model->start())
         model.reset();
+    else
+        ShowLine(*model);
     return model;
 }
 
