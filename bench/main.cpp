@@ -533,6 +533,11 @@ int main(int argc, char** argv) {
     }
     if (triesProcess)
         return luminanceTries(QByteArray(argv[2]).toInt());
+    // The rows the realistic USB line changes, alone: the conversation's figures on that line and the
+    // luminance meter's tries. The cost of waiting and the memory cycles do not depend on the line.
+    const bool usbOnly = app.arguments().contains(QStringLiteral("--usb-only"));
+    if (usbOnly)
+        settings.lines = {LineModel::realistic()};
     if (memoryProcess) {
         std::unique_ptr<IMinolta> facade = newFacade();
         benchMemory(settings, facade.get());
@@ -545,7 +550,8 @@ int main(int argc, char** argv) {
     QStringList memoryArguments{QStringLiteral("--memory")};
     if (app.arguments().contains(QStringLiteral("--quick")))
         memoryArguments << QStringLiteral("--quick");
-    memory.start(QCoreApplication::applicationFilePath(), memoryArguments);
+    if (!usbOnly)
+        memory.start(QCoreApplication::applicationFilePath(), memoryArguments);
 
     QElapsedTimer total;
     total.start();
@@ -557,15 +563,20 @@ int main(int argc, char** argv) {
     std::unique_ptr<IMinolta> facade = newFacade();
     benchDetection(settings, facade.get());
     benchLatency(settings, facade.get());
-    benchWaitCost(settings, facade.get());
+    if (!usbOnly)
+        benchWaitCost(settings, facade.get());
     benchWire(settings, facade.get());
     benchLuminanceTries(settings);
 
-    line(QStringLiteral("## 4. Memory over measurement cycles (analyser; Measure + ReadLvXy per cycle; own "
-                        "process beside the others; simulator in a child process)"));
-    memory.waitForFinished(-1);
-    const QString memoryLines = QString::fromUtf8(memory.readAllStandardOutput()).trimmed();
-    line(memoryLines.isEmpty() ? QStringLiteral("memory: the memory process printed nothing") : memoryLines);
+    if (!usbOnly) {
+        line(QStringLiteral(
+            "## 4. Memory over measurement cycles (analyser; Measure + ReadLvXy per cycle; own "
+            "process beside the others; simulator in a child process)"));
+        memory.waitForFinished(-1);
+        const QString memoryLines = QString::fromUtf8(memory.readAllStandardOutput()).trimmed();
+        line(memoryLines.isEmpty() ? QStringLiteral("memory: the memory process printed nothing")
+                                   : memoryLines);
+    }
 
     ChromameterSetPortCatalogue(nullptr, nullptr, -1);
     line(QStringLiteral("load average at the end: %1; whole run %2 s")
