@@ -18,7 +18,7 @@ install_dependencies() {
         return
     fi
     local wanted=(cmake ninja-build g++ make pkg-config binutils qtbase5-dev libqt5serialport5-dev
-        liblcms2-dev libgtest-dev libgmock-dev "$@")
+        liblcms2-dev libgtest-dev libgmock-dev chromium "$@")
     local missing=() pkg
     for pkg in "${wanted[@]}"; do
         dpkg -s "$pkg" >/dev/null 2>&1 || missing+=("$pkg")
