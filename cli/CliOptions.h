@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CharacteriseCommandSettings.h"
 #include "ColourQuantities.h"
 #include "Columns.h"
 #include "OutputFormat.h"
@@ -10,7 +11,7 @@
 
 // What the user asked chromameter to do, as read from the command line.
 
-enum class CliCommand { None, Ports, Detect, Measure };
+enum class CliCommand { None, Ports, Detect, Measure, Characterise };
 
 struct CliOptions {
     CliCommand command = CliCommand::None;
@@ -39,6 +40,9 @@ struct CliOptions {
     // The columns of the table and CSV; empty: the default (Lv, x, y, CCT, Duv, and Δu′v′ with a
     // reference).
     QVector<Quantity> quantities;
+
+    // characterise (--format and --timeout are copied into it).
+    CharacteriseCommandSettings characterise;
 
     // The columns of a run on `instrument` (a reference counts where the instrument gives colour).
     Columns columns(const InstrumentInfo& instrument) const;

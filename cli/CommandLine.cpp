@@ -1,8 +1,12 @@
 #include "CommandLine.h"
 
+#include "Eotf.h"
 #include "InstrumentModel.h"
+#include "MeasureOrder.h"
+#include "RgbSpace.h"
 #include "SimFamilies.h"
 #include "SimReadingText.h"
+#include "VirtualDisplay.h"
 
 #include <cmath>
 
@@ -11,7 +15,8 @@
 #endif
 
 namespace {
-enum class Scope { Global, AnyCommand, Measure };
+// Readings: options of both measure and characterise.
+enum class Scope { Global, AnyCommand, Measure, Characterise, Readings };
 
 struct OptionRule {
     const char* name;
@@ -20,16 +25,51 @@ struct OptionRule {
 };
 
 const OptionRule kOptions[] = {
-    {"--simulate", true, Scope::Global},     {"--sim-values", true, Scope::Global},
-    {"--sim-fault", true, Scope::Global},    {"--port", true, Scope::Global},
-    {"--catalogue", true, Scope::Global},    {"--trace", false, Scope::Global},
-    {"--help", false, Scope::Global},        {"--version", false, Scope::Global},
-    {"--format", true, Scope::AnyCommand},   {"--count", true, Scope::Measure},
-    {"--continuous", false, Scope::Measure}, {"--interval", true, Scope::Measure},
-    {"--tcp", false, Scope::Measure},        {"--timeout", true, Scope::Measure},
-    {"--plot", true, Scope::Measure},        {"--reference", true, Scope::Measure},
-    {"--quantities", true, Scope::Measure},  {"--sim-line", true, Scope::Global},
+    {"--simulate", true, Scope::Global},
+    {"--sim-values", true, Scope::Global},
+    {"--sim-fault", true, Scope::Global},
+    {"--port", true, Scope::Global},
+    {"--catalogue", true, Scope::Global},
+    {"--trace", false, Scope::Global},
+    {"--help", false, Scope::Global},
+    {"--version", false, Scope::Global},
+    {"--format", true, Scope::AnyCommand},
+    {"--count", true, Scope::Measure},
+    {"--continuous", false, Scope::Measure},
+    {"--interval", true, Scope::Measure},
+    {"--tcp", false, Scope::Measure},
+    {"--timeout", true, Scope::Readings},
+    {"--plot", true, Scope::Measure},
+    {"--reference", true, Scope::Measure},
+    {"--quantities", true, Scope::Measure},
+    {"--sim-line", true, Scope::Global},
+    {"--sim-display", true, Scope::Global},
+    {"--patches", true, Scope::Characterise},
+    {"--order", true, Scope::Characterise},
+    {"--settle", true, Scope::Characterise},
+    {"--show", true, Scope::Characterise},
+    {"--save", true, Scope::Characterise},
+    {"--resume", true, Scope::Characterise},
+    {"--retake", true, Scope::Characterise},
+    {"--ids", true, Scope::Characterise},
+    {"--retries", true, Scope::Characterise},
+    {"--white-every", true, Scope::Characterise},
+    {"--normalise-drift", false, Scope::Characterise},
+    {"--target-space", true, Scope::Characterise},
+    {"--target-white", true, Scope::Characterise},
+    {"--target-eotf", true, Scope::Characterise},
+    {"--ti3", true, Scope::Characterise},
 };
+
+// A whole number from `minimum` up.
+bool parseCount(const QString& text, int minimum, int* out) {
+    bool ok = false;
+    const int value = text.trimmed().toInt(&ok);
+    if (!ok || value < minimum)
+        return false;
+    *out = value;
+    return true;
+}
 
 const OptionRule* findOption(const QString& name) {
     for (const OptionRule& option : kOptions) {
@@ -91,6 +131,8 @@ QString commandName(CliCommand command) {
         return QStringLiteral("detect");
     case CliCommand::Measure:
         return QStringLiteral("measure");
+    case CliCommand::Characterise:
+        return QStringLiteral("characterise");
     case CliCommand::None:
         break;
     }
@@ -102,6 +144,10 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
     Result result;
     CliOptions& o = result.options;
     QStringList measureOnly;
+    QStringList characteriseOnly;
+    // Options a resume or a retake takes from the run's journal instead.
+    QStringList runDefining;
+    CharacteriseCommandSettings& c = o.characterise;
 
     for (int i = 1; i < args.size(); ++i) {
         const QString arg = args[i];
@@ -117,9 +163,12 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
                 command = CliCommand::Detect;
             else if (arg == QLatin1String("measure"))
                 command = CliCommand::Measure;
+            else if (arg == QLatin1String("characterise") || arg == QLatin1String("characterize"))
+                command = CliCommand::Characterise;
             if (command == CliCommand::None) {
-                result.error =
-                    QStringLiteral("unknown command \"%1\" (commands: ports, detect, measure)").arg(arg);
+                result.error = QStringLiteral("unknown command \"%1\" (commands: ports, detect, measure, "
+                                              "characterise)")
+                                   .arg(arg);
                 return result;
             }
             if (o.command != CliCommand::None) {
@@ -154,6 +203,8 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
         }
         if (option->scope == Scope::Measure)
             measureOnly.append(name);
+        if (option->scope == Scope::Characterise)
+            characteriseOnly.append(name);
 
         if (name == QLatin1String("--simulate")) {
             o.session.simulate = value;
@@ -222,6 +273,94 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
         } else if (name == QLatin1String("--reference")) {
             if (!parseReference(value, &o, &result.error))
                 return result;
+        } else if (name == QLatin1String("--sim-display")) {
+            QString problem;
+            if (!VirtualDisplay::Parse(value, nullptr, &problem)) {
+                result.error = QStringLiteral("--sim-display: ") + problem;
+                return result;
+            }
+            o.session.simDisplay = value;
+        } else if (name == QLatin1String("--patches")) {
+            c.run.patchSets = value;
+            runDefining.append(name);
+        } else if (name == QLatin1String("--order")) {
+            MeasureOrder order;
+            if (!MeasureOrder::Parse(value, &order, &result.error))
+                return result;
+            c.run.order = value;
+            runDefining.append(name);
+        } else if (name == QLatin1String("--settle")) {
+            if (!parseCount(value, 0, &c.run.settleMs)) {
+                result.error =
+                    QStringLiteral("--settle needs milliseconds (0 or more), not \"%1\"").arg(value);
+                return result;
+            }
+            runDefining.append(name);
+        } else if (name == QLatin1String("--retries")) {
+            if (!parseCount(value, 0, &c.run.retries)) {
+                result.error =
+                    QStringLiteral("--retries needs a whole number (0 or more), not \"%1\"").arg(value);
+                return result;
+            }
+            runDefining.append(name);
+        } else if (name == QLatin1String("--white-every")) {
+            if (!parseCount(value, 1, &c.run.whiteEvery)) {
+                result.error =
+                    QStringLiteral("--white-every needs a whole number of patches (1 or more), not \"%1\"")
+                        .arg(value);
+                return result;
+            }
+            runDefining.append(name);
+        } else if (name == QLatin1String("--target-space")) {
+            RgbPrimaries primaries;
+            if (!ParsePrimaries(value, &primaries, &result.error))
+                return result;
+            c.run.targetSpace = value;
+            runDefining.append(name);
+        } else if (name == QLatin1String("--target-white")) {
+            Chromaticity white;
+            if (!ParseWhite(value, &white, &result.error))
+                return result;
+            c.run.targetWhite = value;
+            runDefining.append(name);
+        } else if (name == QLatin1String("--target-eotf")) {
+            Eotf eotf;
+            if (!Eotf::Parse(value, &eotf, &result.error))
+                return result;
+            c.run.targetEotf = value;
+            runDefining.append(name);
+        } else if (name == QLatin1String("--show")) {
+            if (!ShowMethod::Parse(value, &c.show, &result.error))
+                return result;
+            c.showGiven = true;
+        } else if (name == QLatin1String("--save")) {
+            if (value.isEmpty()) {
+                result.error = QStringLiteral("--save needs a file name");
+                return result;
+            }
+            c.savePath = value;
+        } else if (name == QLatin1String("--resume")) {
+            if (value.isEmpty()) {
+                result.error = QStringLiteral("--resume needs the run's journal");
+                return result;
+            }
+            c.resumePath = value;
+        } else if (name == QLatin1String("--retake")) {
+            if (value.isEmpty()) {
+                result.error = QStringLiteral("--retake needs the run's journal");
+                return result;
+            }
+            c.retakePath = value;
+        } else if (name == QLatin1String("--ids")) {
+            c.retakeIds = value;
+        } else if (name == QLatin1String("--normalise-drift")) {
+            c.normaliseDrift = true;
+        } else if (name == QLatin1String("--ti3")) {
+            if (value.isEmpty()) {
+                result.error = QStringLiteral("--ti3 needs a file name");
+                return result;
+            }
+            c.ti3Path = value;
         } else if (name == QLatin1String("--quantities")) {
             QString problem;
             if (!ParseQuantityList(value, &o.quantities, &problem)) {
@@ -234,13 +373,58 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
     if (o.help || o.version)
         return result;
     if (o.command == CliCommand::None) {
-        result.error = QStringLiteral("no command given (ports, detect or measure)");
+        result.error = QStringLiteral("no command given (ports, detect, measure or characterise)");
         return result;
     }
     if (o.command != CliCommand::Measure && !measureOnly.isEmpty()) {
         result.error = QStringLiteral("%1 is an option of measure, not of %2")
                            .arg(measureOnly.first(), commandName(o.command));
         return result;
+    }
+    if (o.command != CliCommand::Characterise && !characteriseOnly.isEmpty()) {
+        result.error = QStringLiteral("%1 is an option of characterise, not of %2")
+                           .arg(characteriseOnly.first(), commandName(o.command));
+        return result;
+    }
+    if (o.command == CliCommand::Characterise) {
+        c.format = o.format;
+        c.timeoutSec = o.timeoutSec;
+        c.simulated = !o.session.simulate.isEmpty();
+        const bool continues = !c.resumePath.isEmpty() || !c.retakePath.isEmpty();
+        if (!c.resumePath.isEmpty() && !c.retakePath.isEmpty()) {
+            result.error = QStringLiteral("--resume and --retake do not go together");
+            return result;
+        }
+        if (!c.retakePath.isEmpty() && c.retakeIds.isEmpty()) {
+            result.error = QStringLiteral("--retake needs --ids ID,... (the patches to measure again)");
+            return result;
+        }
+        if (c.retakePath.isEmpty() && !c.retakeIds.isEmpty()) {
+            result.error = QStringLiteral("--ids goes with --retake");
+            return result;
+        }
+        if (continues && !c.savePath.isEmpty()) {
+            result.error =
+                QStringLiteral("--save does not go with %1: the run's own journal is continued")
+                    .arg(c.resumePath.isEmpty() ? QStringLiteral("--retake") : QStringLiteral("--resume"));
+            return result;
+        }
+        if (continues && !runDefining.isEmpty()) {
+            result.error = QStringLiteral("%1 does not go with %2: the run's journal keeps its settings")
+                               .arg(runDefining.first(), c.resumePath.isEmpty() ? QStringLiteral("--retake")
+                                                                                : QStringLiteral("--resume"));
+            return result;
+        }
+        if (c.showGiven && c.show.kind == ShowMethod::Kind::Simulator &&
+            (o.session.simulate.isEmpty() || o.session.simDisplay.isEmpty())) {
+            result.error = QStringLiteral("--show simulator needs --simulate FAMILY --sim-display DISPLAY");
+            return result;
+        }
+        if (!c.showGiven && !o.session.simulate.isEmpty() && o.session.simDisplay.isEmpty()) {
+            result.error = QStringLiteral("characterise on the simulator needs a display to measure: "
+                                          "--sim-display DISPLAY (for example srgb-ideal)");
+            return result;
+        }
     }
     if (o.continuous && o.countGiven) {
         result.error = QStringLiteral("--count and --continuous do not go together");
@@ -267,11 +451,12 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
             return result;
         }
     } else if (!o.session.simValues.isEmpty() || !o.session.simFault.isEmpty() ||
-               !o.session.simLine.isEmpty()) {
+               !o.session.simLine.isEmpty() || !o.session.simDisplay.isEmpty()) {
         result.error = QStringLiteral("%1 needs --simulate FAMILY")
                            .arg(!o.session.simValues.isEmpty()  ? QStringLiteral("--sim-values")
                                 : !o.session.simFault.isEmpty() ? QStringLiteral("--sim-fault")
-                                                                : QStringLiteral("--sim-line"));
+                                : !o.session.simLine.isEmpty()  ? QStringLiteral("--sim-line")
+                                                                : QStringLiteral("--sim-display"));
         return result;
     }
     if (!o.session.simLine.isEmpty() && !LineModel::parse(o.session.simLine, nullptr)) {
@@ -309,6 +494,8 @@ QString CommandLine::UsageText() {
         "  detect              find the instrument; print its family, type number and port\n"
         "  measure             take readings: Lv, x, y, and from them X, Y, Z, u′v′, CCT and Duv\n"
         "                      (the luminance meter: Lv only)\n"
+        "  characterise        measure a display: show a series of patches, measure each one, and\n"
+        "                      report the readings and their figures\n"
         "\n"
         "Options of measure:\n"
         "  --count N           take N readings (default 1)\n"
@@ -331,6 +518,37 @@ QString CommandLine::UsageText() {
         "                      many readings failed (CSV: rows told apart by the kind column; JSON:\n"
         "                      one last object with \"summary\")\n"
         "\n"
+        "Options of characterise:\n"
+        "  --patches SETS      the patch sets, comma-separated (default grey:11,primaries): grey:N\n"
+        "                      (N levels from black to white), primaries (red, green, blue, cyan,\n"
+        "                      magenta, yellow), saturations:N (each of those six from white toward\n"
+        "                      the full colour in N steps), ramps:N (red, green and blue at N levels),\n"
+        "                      colorchecker (the 24 patches of the classic chart in the target space),\n"
+        "                      file:PATH (a CGATS file with RGB_R, RGB_G, RGB_B in 0..100) and\n"
+        "                      rgb:R,G,B;R,G,B (0..1). Patch ids run 1..N in set order\n"
+        "  --order ORDER       set (default), or shuffle[:SEED]: measure in a random order, the seed\n"
+        "                      recorded so a resume follows it; figures are always in set order\n"
+        "  --settle MS         wait after showing a patch before measuring it (default 200)\n"
+        "  --show HOW          simulator (the simulator's display; the default with --simulate),\n"
+        "                      manual (print the values, wait for Enter; the default otherwise) or\n"
+        "                      command:CMD (run CMD through /bin/sh once a patch, with {r} {g} {b} as\n"
+        "                      0..1 and {R8} {G8} {B8} as 0..255; a failing command ends the run)\n"
+        "  --save PATH         the run's journal: every reading is written to it as it is taken\n"
+        "                      (default characterisation-DATE-TIME.jsonl in the working folder)\n"
+        "  --resume PATH       continue an interrupted run with the patches it has not measured\n"
+        "  --retake PATH       measure chosen patches of a saved run again (with --ids ID,...);\n"
+        "  --ids ID,...        the new readings replace the old ones of those patches\n"
+        "  --retries N         try a failed reading N more times, then record it as failed and go on\n"
+        "                      (default 1)\n"
+        "  --white-every N     measure white again after every N patches (and at the start and the\n"
+        "                      end) to follow the display's drift\n"
+        "  --normalise-drift   scale each reading by the white interpolated in time to it\n"
+        "  --target-space S    srgb (default), p3, bt2020 or xr:yr/xg:yg/xb:yb\n"
+        "  --target-white W    D65 (default), D50 or x,y\n"
+        "  --target-eotf E     gamma:G (default gamma:2.2), srgb or bt1886\n"
+        "  --ti3 PATH          also write the readings as a CGATS CTI3 file for profiling tools\n"
+        "  --timeout SEC, --format FORMAT as for measure\n"
+        "\n"
         "CCT and Duv are from the CIE 1931 2° Planckian locus (Ohno's method), given from 1000 K to\n"
         "20000 K and up to 0.05 from the locus; beyond that, \"out of range\" or \"off locus\".\n"
         "\n"
@@ -343,6 +561,9 @@ QString CommandLine::UsageText() {
         "  --sim-line MODEL    how the simulator's cable delivers, at the line speed: usb[:PERIOD]\n"
         "                      (packets on a PERIOD ms latency timer; default usb:16), bytewise,\n"
         "                      or instant (whole replies at once)\n"
+        "  --sim-display D     the simulated instrument measures a virtual display: a preset\n"
+        "                      (srgb-ideal, wide-lcd, oled) and/or key=value pairs: peak, black,\n"
+        "                      white, primaries, eotf, noise, drift, response\n"
         "  --port NAME         detection tries this port only\n"
         "  --catalogue FILE    use the ports listed in FILE, one per line as NAME, a tab and a\n"
         "                      description, instead of the system's list\n"
@@ -353,7 +574,8 @@ QString CommandLine::UsageText() {
         "3 no instrument found; 130 interrupted by Ctrl-C (measure --continuous, which Ctrl-C ends,\n"
         "gives 0).\n"
         "\n"
-        "Example: chromameter --simulate analyser measure --count 3\n");
+        "Examples: chromameter --simulate analyser measure --count 3\n"
+        "          chromameter --simulate analyser --sim-display srgb-ideal characterise --format json\n");
 }
 
 QString CommandLine::VersionText() {

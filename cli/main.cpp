@@ -2,6 +2,7 @@
 // host does (the factory, IMinolta, a watcher, the port catalogue and the exported detector) and
 // keeps the Qt event loop of its main thread running while the library works.
 
+#include "CharacteriseCommand.h"
 #include "ChromaticityPlot.h"
 #include "CommandLine.h"
 #include "InstrumentSession.h"
@@ -15,6 +16,7 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <memory>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -38,6 +40,14 @@ int runWithInstrument(const CliOptions& options, StatusConsole& console, Interru
             return InstrumentSession::UsageError;
         }
     }
+    // A characterisation's patch sets and journal are checked before the instrument is touched.
+    std::unique_ptr<CharacteriseCommand> characterise;
+    if (options.command == CliCommand::Characterise) {
+        characterise = std::make_unique<CharacteriseCommand>(options.characterise, console, interrupts);
+        const int prepared = characterise->prepare();
+        if (prepared != InstrumentSession::Ok)
+            return prepared;
+    }
     InstrumentSession session(options.session, console);
     int status = session.prepare();
     if (status != InstrumentSession::Ok)
@@ -50,6 +60,15 @@ int runWithInstrument(const CliOptions& options, StatusConsole& console, Interru
         console.print(ReportWriter::Create(options.format)->instrument(session.instrument()));
         session.disconnect();
         return interrupts.count() > 0 ? InstrumentSession::Interrupted : InstrumentSession::Ok;
+    }
+    if (characterise) {
+        status = characterise->run(session);
+        if (characterise->leftWorkBehind()) {
+            std::fflush(stdout);
+            std::fflush(stderr);
+            ::_exit(status);
+        }
+        return status;
     }
     MeasureRun run(options, session, console, interrupts);
     status = run.run();

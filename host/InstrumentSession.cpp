@@ -8,6 +8,7 @@
 #include "StatusConsole.h"
 #include "TraceLog.h"
 #include "TrafficTap.h"
+#include "VirtualDisplay.h"
 #include "drivers/InstrumentFamilies.h"
 
 #include <QFile>
@@ -99,7 +100,16 @@ void InstrumentSession::restrictToPort() {
 int InstrumentSession::prepare() {
     m_ports.clear();
     if (!m_settings.simulate.isEmpty()) {
-        m_model = CreateFamilyModel(m_settings.simulate);
+        std::shared_ptr<VirtualDisplay> display;
+        if (!m_settings.simDisplay.isEmpty()) {
+            QString error;
+            display = VirtualDisplay::FromText(m_settings.simDisplay, &error);
+            if (!display) {
+                m_console.line(QStringLiteral("chromameter: --sim-display: ") + error);
+                return UsageError;
+            }
+        }
+        m_model = CreateFamilyModel(m_settings.simulate, display);
         if (!m_model) {
             m_console.line(QStringLiteral("chromameter: ") + SimFamilyProblem(m_settings.simulate));
             return UsageError;

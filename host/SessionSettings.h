@@ -10,6 +10,7 @@ struct SessionSettings {
     QString simValues;    // "Lv,x,y[,Tcp]" for the simulator; empty: its default reading
     QString simFault;     // fault mode name for the simulator; empty: none
     QString simLine;      // line model of the simulator; empty: the realistic one
+    QString simDisplay;   // the virtual display the simulator measures ("srgb-ideal", "peak=250,...")
     QString port;         // detection tries this port only
     QString catalogue;    // file of "NAME<TAB>DESCRIPTION" lines replacing the system's port list
     bool trace = false;   // report the simulator's serial traffic to the trace log

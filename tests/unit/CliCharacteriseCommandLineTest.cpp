@@ -1,0 +1,141 @@
+// The command line of "chromameter characterise": its options, what goes together and what does not.
+
+#include "CommandLine.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+CommandLine::Result parse(const QStringList& args) {
+    return CommandLine::Parse(QStringList{"chromameter"} + args);
+}
+
+QString errorOf(const QStringList& args) {
+    const CommandLine::Result r = parse(args);
+    EXPECT_FALSE(r.ok());
+    return r.error;
+}
+} // namespace
+
+TEST(CliCharacteriseCommandLine, TakesTheRunsSettingsAndTheTarget) {
+    const CommandLine::Result r = parse({"--simulate",
+                                         "analyser",
+                                         "--sim-display",
+                                         "wide-lcd,noise=0",
+                                         "characterise",
+                                         "--patches",
+                                         "grey:5,colorchecker",
+                                         "--order",
+                                         "shuffle:3",
+                                         "--settle",
+                                         "350",
+                                         "--retries",
+                                         "2",
+                                         "--white-every",
+                                         "4",
+                                         "--normalise-drift",
+                                         "--target-space",
+                                         "p3",
+                                         "--target-white",
+                                         "D50",
+                                         "--target-eotf",
+                                         "bt1886",
+                                         "--format",
+                                         "json",
+                                         "--save",
+                                         "run.jsonl",
+                                         "--ti3",
+                                         "run.ti3",
+                                         "--timeout",
+                                         "9"});
+    ASSERT_TRUE(r.ok()) << qPrintable(r.error);
+    EXPECT_EQ(r.options.command, CliCommand::Characterise);
+    EXPECT_EQ(r.options.session.simDisplay, "wide-lcd,noise=0");
+    const CharacteriseCommandSettings& c = r.options.characterise;
+    EXPECT_EQ(c.run.patchSets, "grey:5,colorchecker");
+    EXPECT_EQ(c.run.order, "shuffle:3");
+    EXPECT_EQ(c.run.settleMs, 350);
+    EXPECT_EQ(c.run.retries, 2);
+    EXPECT_EQ(c.run.whiteEvery, 4);
+    EXPECT_TRUE(c.normaliseDrift);
+    EXPECT_EQ(c.run.targetSpace, "p3");
+    EXPECT_EQ(c.run.targetWhite, "D50");
+    EXPECT_EQ(c.run.targetEotf, "bt1886");
+    EXPECT_EQ(c.format, OutputFormat::Json);
+    EXPECT_EQ(c.savePath, "run.jsonl");
+    EXPECT_EQ(c.ti3Path, "run.ti3");
+    EXPECT_DOUBLE_EQ(c.timeoutSec, 9.0);
+    EXPECT_TRUE(c.simulated);
+    EXPECT_FALSE(c.showGiven);
+}
+
+TEST(CliCharacteriseCommandLine, DefaultsAreTheDefaultSetSettledFor200MsAndRetriedOnce) {
+    const CommandLine::Result r = parse({"characterise"});
+    ASSERT_TRUE(r.ok()) << qPrintable(r.error);
+    const CharacteriseCommandSettings& c = r.options.characterise;
+    EXPECT_EQ(c.run.patchSets, "grey:11,primaries");
+    EXPECT_EQ(c.run.order, "set");
+    EXPECT_EQ(c.run.settleMs, 200);
+    EXPECT_EQ(c.run.retries, 1);
+    EXPECT_EQ(c.run.whiteEvery, 0);
+    EXPECT_EQ(c.run.targetSpace, "srgb");
+    EXPECT_EQ(c.run.targetWhite, "D65");
+    EXPECT_EQ(c.run.targetEotf, "gamma:2.2");
+    EXPECT_FALSE(c.simulated);
+}
+
+TEST(CliCharacteriseCommandLine, ShowTakesSimulatorManualOrACommand) {
+    CommandLine::Result r = parse({"characterise", "--show", "command:pgen {R8} {G8} {B8}"});
+    ASSERT_TRUE(r.ok()) << qPrintable(r.error);
+    EXPECT_EQ(r.options.characterise.show.kind, ShowMethod::Kind::Command);
+    EXPECT_EQ(r.options.characterise.show.command, "pgen {R8} {G8} {B8}");
+    r = parse({"characterise", "--show", "manual"});
+    ASSERT_TRUE(r.ok());
+    EXPECT_EQ(r.options.characterise.show.kind, ShowMethod::Kind::Manual);
+    EXPECT_TRUE(errorOf({"characterise", "--show", "simulator"}).contains("--sim-display"));
+    EXPECT_TRUE(errorOf({"characterise", "--show", "window"}).contains("window"));
+}
+
+TEST(CliCharacteriseCommandLine, ResumeAndRetakeKeepTheirJournalsSettings) {
+    EXPECT_TRUE(parse({"characterise", "--resume", "run.jsonl"}).ok());
+    EXPECT_TRUE(parse({"characterise", "--retake", "run.jsonl", "--ids", "3,7"}).ok());
+    EXPECT_TRUE(
+        parse({"characterise", "--resume", "run.jsonl", "--normalise-drift", "--format", "csv"}).ok());
+    EXPECT_TRUE(
+        errorOf({"characterise", "--resume", "a", "--retake", "b", "--ids", "1"}).contains("--retake"));
+    EXPECT_TRUE(errorOf({"characterise", "--retake", "run.jsonl"}).contains("--ids"));
+    EXPECT_TRUE(errorOf({"characterise", "--ids", "3"}).contains("--retake"));
+    EXPECT_TRUE(errorOf({"characterise", "--resume", "a", "--save", "b"}).contains("--save"));
+    EXPECT_TRUE(errorOf({"characterise", "--resume", "a", "--patches", "grey:3"}).contains("--patches"));
+    EXPECT_TRUE(
+        errorOf({"characterise", "--retake", "a", "--ids", "1", "--settle", "0"}).contains("--settle"));
+}
+
+TEST(CliCharacteriseCommandLine, BadValuesAreUsageErrorsNamingThem) {
+    EXPECT_TRUE(errorOf({"characterise", "--settle", "-5"}).contains("-5"));
+    EXPECT_TRUE(errorOf({"characterise", "--retries", "x"}).contains("--retries"));
+    EXPECT_TRUE(errorOf({"characterise", "--white-every", "0"}).contains("--white-every"));
+    EXPECT_TRUE(errorOf({"characterise", "--order", "backwards"}).contains("backwards"));
+    EXPECT_TRUE(errorOf({"characterise", "--target-space", "adobe"}).contains("adobe"));
+    EXPECT_TRUE(errorOf({"characterise", "--target-white", "D93"}).contains("D93"));
+    EXPECT_TRUE(errorOf({"characterise", "--target-eotf", "pq"}).contains("pq"));
+    EXPECT_TRUE(errorOf({"--simulate", "analyser", "--sim-display", "peak=-3", "characterise"})
+                    .contains("--sim-display"));
+    EXPECT_TRUE(errorOf({"--sim-display", "srgb-ideal", "characterise"}).contains("--simulate"));
+    // The simulator's fixed reading is no display to characterise.
+    EXPECT_TRUE(errorOf({"--simulate", "analyser", "characterise"}).contains("--sim-display"));
+}
+
+TEST(CliCharacteriseCommandLine, ItsOptionsBelongToItAlone) {
+    EXPECT_TRUE(errorOf({"measure", "--patches", "grey:3"}).contains("option of characterise"));
+    EXPECT_TRUE(errorOf({"characterise", "--count", "3"}).contains("option of measure"));
+    EXPECT_TRUE(parse({"characterise", "--timeout", "5"}).ok());
+}
+
+TEST(CliCharacteriseCommandLine, HelpListsEveryOptionAndTheInterruptedStatus) {
+    const QString help = CommandLine::UsageText();
+    for (const char* option :
+         {"characterise", "--patches", "--order", "--settle", "--show", "--save", "--resume", "--retake",
+          "--ids", "--retries", "--white-every", "--normalise-drift", "--target-space", "--target-white",
+          "--target-eotf", "--ti3", "--sim-display", "130"})
+        EXPECT_TRUE(help.contains(option)) << option;
+}
