@@ -8,6 +8,7 @@
 #include "InstrumentSession.h"
 #include "InterruptNotifier.h"
 #include "MeasureRun.h"
+#include "ReportCommand.h"
 #include "ReportWriter.h"
 #include "StatusConsole.h"
 #include "TraceLog.h"
@@ -127,6 +128,8 @@ int main(int argc, char** argv) {
     int status = InstrumentSession::Ok;
     if (options.command == CliCommand::Ports)
         status = runPorts(options, console);
+    else if (options.command == CliCommand::Report)
+        status = ReportCommand(options.report, options.characterise, console).run();
     else
         status = runWithInstrument(options, console, interrupts);
 
