@@ -100,6 +100,8 @@ dl.header dd { margin: 0; }
 .verdict.none { border-style: dashed; }
 .verdict strong { font-size: 18px; }
 table { border-collapse: collapse; margin: 6px 0 12px; font-size: 12px; }
+div.wide { overflow-x: auto; }
+#patch-table { font-size: 11px; }
 th, td { border: 1px solid #bbb; padding: 2px 6px; text-align: right; }
 th { background: #f0f0f0; }
 td.text, th.text { text-align: left; }
@@ -116,6 +118,8 @@ footer { font-size: 11px; color: #555; margin-top: 20px; }
   body { margin: 0; max-width: none; padding: 0; font-size: 11px; }
   section.break { break-before: page; page-break-before: always; }
   table { font-size: 9px; }
+  #patch-table { font-size: 7.5px; }
+  th, td { padding: 1px 3px; }
   tr { break-inside: avoid; page-break-inside: avoid; }
   thead { display: table-header-group; }
 }
@@ -688,10 +692,11 @@ QString CharacterisationPage::greyTable() const {
 
 QString CharacterisationPage::patchTable() const {
     const bool colour = m_f.hasColour;
-    QString out = QStringLiteral(
-        "<section class=\"break\" id=\"patches\">\n<h2>Every patch</h2>\n<table id=\"patch-table\">\n"
-        "<thead><tr><th>id</th><th class=\"text\">set</th><th class=\"text\">name</th>"
-        "<th class=\"text\">colour</th><th>R</th><th>G</th><th>B</th><th>Lv (cd/m²)</th>");
+    QString out =
+        QStringLiteral("<section class=\"break\" id=\"patches\">\n<h2>Every patch</h2>\n<div "
+                       "class=\"wide\"><table id=\"patch-table\">\n"
+                       "<thead><tr><th>id</th><th class=\"text\">set</th><th class=\"text\">name</th>"
+                       "<th class=\"text\">colour</th><th>R</th><th>G</th><th>B</th><th>Lv (cd/m²)</th>");
     if (colour)
         out += QStringLiteral(
             "<th>x</th><th>y</th><th>X</th><th>Y</th><th>Z</th><th>target X</th><th>target Y</th>"
@@ -734,7 +739,7 @@ QString CharacterisationPage::patchTable() const {
         }
         out += QStringLiteral("</tr>\n");
     }
-    out += QStringLiteral("</tbody>\n</table>\n</section>\n");
+    out += QStringLiteral("</tbody>\n</table></div>\n</section>\n");
     return out;
 }
 
