@@ -22,7 +22,7 @@ struct DisplayProfileSettings {
 // is stored in 'chad'. Tone curves: one shared curve from the grey steps, or one a channel when the
 // run holds per-channel ramps (patches of set "ramps", one channel driven); each sampled at 1024
 // levels, black subtracted and normalised to 0..1. 'wtpt' is D50 in both versions (the adapted white,
-// as version 4 requires and as LittleCMS reads a version 2 display profile anyway); the display's own
+// as version 4 requires; version 2 the same, so both describe the display alike); the display's own
 // white is 'chad'⁻¹·D50, and its absolute luminance is 'lumi'.
 class DisplayProfile {
 public:
