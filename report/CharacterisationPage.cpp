@@ -553,8 +553,10 @@ QString chromaticityDiagram(const CharacterisationFigures& f, const Diagram& d) 
     locusStyle.fill = QStringLiteral("#f2f5fa");
     plot.addPolygon(locus, locusStyle, QStringLiteral("spectral locus"));
     for (const LocusPoint& p : SpectralLocus()) {
-        if (p.nm == 460 || p.nm == 480 || p.nm == 500 || p.nm == 520 || p.nm == 540 || p.nm == 560 ||
-            p.nm == 580 || p.nm == 600 || p.nm == 620) {
+        // In u′v′ the green end of the locus is short: 540 nm would sit on 520 nm.
+        const bool crowded = d.uv && p.nm == 540;
+        if (!crowded && (p.nm == 460 || p.nm == 480 || p.nm == 500 || p.nm == 520 || p.nm == 540 ||
+                         p.nm == 560 || p.nm == 580 || p.nm == 600 || p.nm == 620)) {
             const QPointF at = d.at(p.x, p.y);
             const bool leftSide = p.nm <= 500;
             plot.addLabel(at + QPointF(leftSide ? -0.01 : 0.01, 0), QStringLiteral("%1 nm").arg(p.nm),
