@@ -12,7 +12,7 @@
 
 // What the user asked chromameter to do, as read from the command line.
 
-enum class CliCommand { None, Ports, Detect, Measure, Characterise, Report };
+enum class CliCommand { None, Ports, Detect, Measure, Characterise, Screens, Report };
 
 struct CliOptions {
     CliCommand command = CliCommand::None;
@@ -49,4 +49,7 @@ struct CliOptions {
 
     // The columns of a run on `instrument` (a reference counts where the instrument gives colour).
     Columns columns(const InstrumentInfo& instrument) const;
+    // Whether the command needs a window system (a GUI application): the screens list, and a
+    // characterisation shown in the patch window. Every other command runs without one.
+    bool needsWindowSystem() const;
 };

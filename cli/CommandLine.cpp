@@ -64,6 +64,9 @@ const OptionRule kOptions[] = {
     {"--icc", true, Scope::Results},
     {"--icc-version", true, Scope::Results},
     {"--display-name", true, Scope::Results},
+    {"--screen", true, Scope::Characterise},
+    {"--patch-size", true, Scope::Characterise},
+    {"--background", true, Scope::Characterise},
 };
 
 // A whole number from `minimum` up.
@@ -138,6 +141,8 @@ QString commandName(CliCommand command) {
         return QStringLiteral("measure");
     case CliCommand::Characterise:
         return QStringLiteral("characterise");
+    case CliCommand::Screens:
+        return QStringLiteral("screens");
     case CliCommand::Report:
         return QStringLiteral("report");
     case CliCommand::None:
@@ -155,6 +160,8 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
     QStringList resultsOnly;
     // Options a resume or a retake takes from the run's journal instead.
     QStringList runDefining;
+    // Options of the patch window alone.
+    QStringList windowOnly;
     CharacteriseCommandSettings& c = o.characterise;
 
     for (int i = 1; i < args.size(); ++i) {
@@ -177,11 +184,13 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
                 command = CliCommand::Measure;
             else if (arg == QLatin1String("characterise") || arg == QLatin1String("characterize"))
                 command = CliCommand::Characterise;
+            else if (arg == QLatin1String("screens"))
+                command = CliCommand::Screens;
             else if (arg == QLatin1String("report"))
                 command = CliCommand::Report;
             if (command == CliCommand::None) {
                 result.error = QStringLiteral("unknown command \"%1\" (commands: ports, detect, measure, "
-                                              "characterise, report)")
+                                              "characterise, report, screens)")
                                    .arg(arg);
                 return result;
             }
@@ -352,6 +361,23 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
             if (!ShowMethod::Parse(value, &c.show, &result.error))
                 return result;
             c.showGiven = true;
+        } else if (name == QLatin1String("--screen")) {
+            if (!parseCount(value, 0, &c.show.screen)) {
+                result.error =
+                    QStringLiteral("--screen needs a screen's number (0 or more; chromameter screens lists "
+                                   "them), not \"%1\"")
+                        .arg(value);
+                return result;
+            }
+            windowOnly.append(name);
+        } else if (name == QLatin1String("--patch-size")) {
+            if (!ShowMethod::ParsePatchSize(value, &c.show.patchPercent, &result.error))
+                return result;
+            windowOnly.append(name);
+        } else if (name == QLatin1String("--background")) {
+            if (!ShowMethod::ParseBackground(value, &c.show.background, &result.error))
+                return result;
+            windowOnly.append(name);
         } else if (name == QLatin1String("--save")) {
             if (value.isEmpty()) {
                 result.error = QStringLiteral("--save needs a file name");
@@ -413,7 +439,8 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
     if (o.help || o.version)
         return result;
     if (o.command == CliCommand::None) {
-        result.error = QStringLiteral("no command given (ports, detect, measure, characterise or report)");
+        result.error =
+            QStringLiteral("no command given (ports, detect, measure, characterise, report or screens)");
         return result;
     }
     if (o.command != CliCommand::Measure && !measureOnly.isEmpty()) {
@@ -475,6 +502,13 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
         if (!c.showGiven && !o.session.simulate.isEmpty() && o.session.simDisplay.isEmpty()) {
             result.error = QStringLiteral("characterise on the simulator needs a display to measure: "
                                           "--sim-display DISPLAY (for example srgb-ideal)");
+            return result;
+        }
+        // The simulator shows its patches on its own display; on a real one, the patch window does.
+        if (!c.showGiven)
+            c.show.kind = c.simulated ? ShowMethod::Kind::Simulator : ShowMethod::Kind::Window;
+        if (c.show.kind != ShowMethod::Kind::Window && !windowOnly.isEmpty()) {
+            result.error = QStringLiteral("%1 goes with --show window").arg(windowOnly.first());
             return result;
         }
     }
@@ -551,6 +585,7 @@ QString CommandLine::UsageText() {
         "  report JOURNAL      the figures and outputs of a saved run again, without measuring: the\n"
         "                      same options as characterise's outputs (--format, --ti3, --report,\n"
         "                      --icc, --normalise-drift), and --target-* for another target\n"
+        "  screens             list the screens the patch window can go on, with their size\n"
         "\n"
         "Options of measure:\n"
         "  --count N           take N readings (default 1)\n"
@@ -584,10 +619,18 @@ QString CommandLine::UsageText() {
         "  --order ORDER       set (default), or shuffle[:SEED]: measure in a random order, the seed\n"
         "                      recorded so a resume follows it; figures are always in set order\n"
         "  --settle MS         wait after showing a patch before measuring it (default 200)\n"
-        "  --show HOW          simulator (the simulator's display; the default with --simulate),\n"
-        "                      manual (print the values, wait for Enter; the default otherwise) or\n"
-        "                      command:CMD (run CMD through /bin/sh once a patch, with {r} {g} {b} as\n"
-        "                      0..1 and {R8} {G8} {B8} as 0..255; a failing command ends the run)\n"
+        "  --show HOW          window (a full-screen patch window; the default without --simulate),\n"
+        "                      simulator (the simulator's display; the default with --simulate),\n"
+        "                      manual (print the values, wait for Enter) or command:CMD (run CMD\n"
+        "                      through /bin/sh once a patch, with {r} {g} {b} as 0..1 and {R8} {G8}\n"
+        "                      {B8} as 0..255; a failing command ends the run). The window waits for\n"
+        "                      Space before the first patch; Space pauses, Esc ends the run with every\n"
+        "                      reading kept (exit status 0). With --simulate it also shows the\n"
+        "                      patches to the simulator's display\n"
+        "  --screen N          the screen of the patch window (default 0; see chromameter screens)\n"
+        "  --patch-size PCT    the patch's share of the screen's area in percent, a centred square\n"
+        "                      (default 10), or full (the whole screen)\n"
+        "  --background LEVEL  the grey around the patch, 0 (black, the default) to 1 (white)\n"
         "  --save PATH         the run's journal: every reading is written to it as it is taken\n"
         "                      (default characterisation-DATE-TIME.jsonl in the working folder)\n"
         "  --resume PATH       continue an interrupted run with the patches it has not measured\n"
@@ -632,9 +675,10 @@ QString CommandLine::UsageText() {
         "\n"
         "Exit status: 0 success; 1 the instrument or a measurement failed; 2 usage error;\n"
         "3 no instrument found; 130 interrupted by Ctrl-C (measure --continuous, which Ctrl-C ends,\n"
-        "gives 0).\n"
+        "gives 0, as does a characterisation ended with Esc in its patch window).\n"
         "\n"
         "Examples: chromameter --simulate analyser measure --count 3\n"
+        "          chromameter characterise --screen 1 --patch-size 15\n"
         "          chromameter --simulate analyser --sim-display srgb-ideal characterise --format json\n"
         "          chromameter report characterisation-20261125-1400.jsonl --report display.html\n");
 }
