@@ -1,10 +1,8 @@
 #include "CharacteriseCommand.h"
 
-#include "CharacterisationWriter.h"
+#include "CharacterisationOutputs.h"
 #include "CharacteriseRun.h"
 #include "CommandPatchDisplay.h"
-#include "Cti3File.h"
-#include "Figures.h"
 #include "InstrumentModel.h"
 #include "InstrumentSession.h"
 #include "InterruptNotifier.h"
@@ -215,18 +213,5 @@ bool CharacteriseCommand::writeResults(const JournalContents& contents) {
         m_console.line(QStringLiteral("chromameter: the run's target: ") + error);
         return false;
     }
-    FiguresSettings figuresSettings;
-    figuresSettings.normaliseDrift = m_settings.normaliseDrift;
-    const CharacterisationFigures figures =
-        ComputeFigures(contents.header.patches, contents.readings, target, figuresSettings);
-    QString text;
-    QTextStream out(&text);
-    MakeCharacterisationWriter(m_settings.format)->Write(figures, out);
-    out.flush();
-    m_console.print(text);
-    if (!m_settings.ti3Path.isEmpty() && !WriteCti3(figures, m_settings.ti3Path, &error)) {
-        m_console.line(QStringLiteral("chromameter: --ti3 %1: %2").arg(m_settings.ti3Path, error));
-        return false;
-    }
-    return true;
+    return WriteCharacterisationOutputs(contents, target, m_settings, m_console);
 }

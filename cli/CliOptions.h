@@ -5,13 +5,14 @@
 #include "Columns.h"
 #include "OutputFormat.h"
 #include "Quantity.h"
+#include "ReportCommandSettings.h"
 #include "SessionSettings.h"
 
 #include <QString>
 
 // What the user asked chromameter to do, as read from the command line.
 
-enum class CliCommand { None, Ports, Detect, Measure, Characterise, Screens };
+enum class CliCommand { None, Ports, Detect, Measure, Characterise, Screens, Report };
 
 struct CliOptions {
     CliCommand command = CliCommand::None;
@@ -41,8 +42,10 @@ struct CliOptions {
     // reference).
     QVector<Quantity> quantities;
 
-    // characterise (--format and --timeout are copied into it).
+    // characterise (--format and --timeout are copied into it); its outputs serve report too.
     CharacteriseCommandSettings characterise;
+    // report: the saved run, and another target for it.
+    ReportCommandSettings report;
 
     // The columns of a run on `instrument` (a reference counts where the instrument gives colour).
     Columns columns(const InstrumentInfo& instrument) const;

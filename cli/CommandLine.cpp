@@ -15,8 +15,9 @@
 #endif
 
 namespace {
-// Readings: options of both measure and characterise.
-enum class Scope { Global, AnyCommand, Measure, Characterise, Readings };
+// Readings: options of both measure and characterise. Results: of characterise and report, which
+// make the same outputs from a run.
+enum class Scope { Global, AnyCommand, Measure, Characterise, Readings, Results };
 
 struct OptionRule {
     const char* name;
@@ -54,11 +55,15 @@ const OptionRule kOptions[] = {
     {"--ids", true, Scope::Characterise},
     {"--retries", true, Scope::Characterise},
     {"--white-every", true, Scope::Characterise},
-    {"--normalise-drift", false, Scope::Characterise},
-    {"--target-space", true, Scope::Characterise},
-    {"--target-white", true, Scope::Characterise},
-    {"--target-eotf", true, Scope::Characterise},
-    {"--ti3", true, Scope::Characterise},
+    {"--normalise-drift", false, Scope::Results},
+    {"--target-space", true, Scope::Results},
+    {"--target-white", true, Scope::Results},
+    {"--target-eotf", true, Scope::Results},
+    {"--ti3", true, Scope::Results},
+    {"--report", true, Scope::Results},
+    {"--icc", true, Scope::Results},
+    {"--icc-version", true, Scope::Results},
+    {"--display-name", true, Scope::Results},
     {"--screen", true, Scope::Characterise},
     {"--patch-size", true, Scope::Characterise},
     {"--background", true, Scope::Characterise},
@@ -138,6 +143,8 @@ QString commandName(CliCommand command) {
         return QStringLiteral("characterise");
     case CliCommand::Screens:
         return QStringLiteral("screens");
+    case CliCommand::Report:
+        return QStringLiteral("report");
     case CliCommand::None:
         break;
     }
@@ -150,6 +157,7 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
     CliOptions& o = result.options;
     QStringList measureOnly;
     QStringList characteriseOnly;
+    QStringList resultsOnly;
     // Options a resume or a retake takes from the run's journal instead.
     QStringList runDefining;
     // Options of the patch window alone.
@@ -163,6 +171,10 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
             continue;
         }
         if (!arg.startsWith(QLatin1Char('-')) || arg == QLatin1String("-")) {
+            if (o.command == CliCommand::Report && o.report.journalPath.isEmpty()) {
+                o.report.journalPath = arg;
+                continue;
+            }
             CliCommand command = CliCommand::None;
             if (arg == QLatin1String("ports"))
                 command = CliCommand::Ports;
@@ -174,9 +186,11 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
                 command = CliCommand::Characterise;
             else if (arg == QLatin1String("screens"))
                 command = CliCommand::Screens;
+            else if (arg == QLatin1String("report"))
+                command = CliCommand::Report;
             if (command == CliCommand::None) {
                 result.error = QStringLiteral("unknown command \"%1\" (commands: ports, detect, measure, "
-                                              "characterise, screens)")
+                                              "characterise, report, screens)")
                                    .arg(arg);
                 return result;
             }
@@ -214,6 +228,8 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
             measureOnly.append(name);
         if (option->scope == Scope::Characterise)
             characteriseOnly.append(name);
+        if (option->scope == Scope::Results)
+            resultsOnly.append(name);
 
         if (name == QLatin1String("--simulate")) {
             o.session.simulate = value;
@@ -325,18 +341,21 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
             if (!ParsePrimaries(value, &primaries, &result.error))
                 return result;
             c.run.targetSpace = value;
+            o.report.targetSpace = value;
             runDefining.append(name);
         } else if (name == QLatin1String("--target-white")) {
             Chromaticity white;
             if (!ParseWhite(value, &white, &result.error))
                 return result;
             c.run.targetWhite = value;
+            o.report.targetWhite = value;
             runDefining.append(name);
         } else if (name == QLatin1String("--target-eotf")) {
             Eotf eotf;
             if (!Eotf::Parse(value, &eotf, &result.error))
                 return result;
             c.run.targetEotf = value;
+            o.report.targetEotf = value;
             runDefining.append(name);
         } else if (name == QLatin1String("--show")) {
             if (!ShowMethod::Parse(value, &c.show, &result.error))
@@ -387,6 +406,27 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
                 return result;
             }
             c.ti3Path = value;
+        } else if (name == QLatin1String("--report")) {
+            if (value.isEmpty()) {
+                result.error = QStringLiteral("--report needs a file name");
+                return result;
+            }
+            c.reportPath = value;
+        } else if (name == QLatin1String("--icc")) {
+            if (value.isEmpty()) {
+                result.error = QStringLiteral("--icc needs a file name");
+                return result;
+            }
+            c.iccPath = value;
+        } else if (name == QLatin1String("--icc-version")) {
+            if (value.trimmed() == QLatin1String("2") || value.trimmed() == QLatin1String("4")) {
+                c.iccVersion = value.trimmed().toInt();
+            } else {
+                result.error = QStringLiteral("--icc-version is 2 or 4, not \"%1\"").arg(value);
+                return result;
+            }
+        } else if (name == QLatin1String("--display-name")) {
+            c.displayName = value;
         } else if (name == QLatin1String("--quantities")) {
             QString problem;
             if (!ParseQuantityList(value, &o.quantities, &problem)) {
@@ -399,7 +439,8 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
     if (o.help || o.version)
         return result;
     if (o.command == CliCommand::None) {
-        result.error = QStringLiteral("no command given (ports, detect, measure, characterise or screens)");
+        result.error =
+            QStringLiteral("no command given (ports, detect, measure, characterise, report or screens)");
         return result;
     }
     if (o.command != CliCommand::Measure && !measureOnly.isEmpty()) {
@@ -411,6 +452,18 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
         result.error = QStringLiteral("%1 is an option of characterise, not of %2")
                            .arg(characteriseOnly.first(), commandName(o.command));
         return result;
+    }
+    if (o.command != CliCommand::Characterise && o.command != CliCommand::Report && !resultsOnly.isEmpty()) {
+        result.error = QStringLiteral("%1 is an option of characterise and report, not of %2")
+                           .arg(resultsOnly.first(), commandName(o.command));
+        return result;
+    }
+    if (o.command == CliCommand::Report) {
+        c.format = o.format;
+        if (o.report.journalPath.isEmpty()) {
+            result.error = QStringLiteral("report needs the run's journal: chromameter report JOURNAL");
+            return result;
+        }
     }
     if (o.command == CliCommand::Characterise) {
         c.format = o.format;
@@ -529,6 +582,9 @@ QString CommandLine::UsageText() {
         "                      (the luminance meter: Lv only)\n"
         "  characterise        measure a display: show a series of patches, measure each one, and\n"
         "                      report the readings and their figures\n"
+        "  report JOURNAL      the figures and outputs of a saved run again, without measuring: the\n"
+        "                      same options as characterise's outputs (--format, --ti3, --report,\n"
+        "                      --icc, --normalise-drift), and --target-* for another target\n"
         "  screens             list the screens the patch window can go on, with their size\n"
         "\n"
         "Options of measure:\n"
@@ -589,6 +645,11 @@ QString CommandLine::UsageText() {
         "  --target-white W    D65 (default), D50 or x,y\n"
         "  --target-eotf E     gamma:G (default gamma:2.2), srgb or bt1886\n"
         "  --ti3 PATH          also write the readings as a CGATS CTI3 file for profiling tools\n"
+        "  --report PATH.html  also write the report page: verdict, figures, plots and tables in one\n"
+        "                      self-contained HTML file that prints on A4\n"
+        "  --icc PATH.icc      also write a matrix/shaper ICC display profile of the display\n"
+        "  --icc-version V     2 (default: ICC 2.4, read by the most programs) or 4\n"
+        "  --display-name NAME the display's name, on the page and in the profile's description\n"
         "  --timeout SEC, --format FORMAT as for measure\n"
         "\n"
         "CCT and Duv are from the CIE 1931 2° Planckian locus (Ohno's method), given from 1000 K to\n"
@@ -619,7 +680,8 @@ QString CommandLine::UsageText() {
         "\n"
         "Examples: chromameter --simulate analyser measure --count 3\n"
         "          chromameter characterise --screen 1 --patch-size 15\n"
-        "          chromameter --simulate analyser --sim-display srgb-ideal characterise --format json\n");
+        "          chromameter --simulate analyser --sim-display srgb-ideal characterise --format json\n"
+        "          chromameter report characterisation-20261125-1400.jsonl --report display.html\n");
 }
 
 QString CommandLine::VersionText() {

@@ -8,6 +8,7 @@
 #include "InstrumentSession.h"
 #include "InterruptNotifier.h"
 #include "MeasureRun.h"
+#include "ReportCommand.h"
 #include "ReportWriter.h"
 #include "ScreenList.h"
 #include "StatusConsole.h"
@@ -168,6 +169,8 @@ int main(int argc, char** argv) {
         status = runPorts(options, console);
     else if (options.command == CliCommand::Screens)
         status = runScreens(console);
+    else if (options.command == CliCommand::Report)
+        status = ReportCommand(options.report, options.characterise, console).run();
     else
         status = runWithInstrument(options, console, interrupts);
 
