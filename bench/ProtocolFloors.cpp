@@ -34,12 +34,24 @@ double AnsweredExchangeOnLineMs(int commandBytes, int replyBytes, int baud, cons
     const double crossed = LineMs(commandBytes + replyBytes, baud);
     if (line.kind() == LineModel::ByteWise)
         return FirstSliceEndMs(crossed) + kPortEmptyReadMs;
-    // The mean over the latency timer's phase, in fine steps.
+    // The mean over the latency timer's phase, in fine steps; with jitter, also over the lateness of
+    // the reply's last packet (none with even odds, else 1 to usbJitterMs ms, uniformly).
     const int steps = 1000;
     const double period = line.usbPeriodMs();
+    const int jitter = line.usbJitterMs();
+    const int lateSteps = 50;
     double sum = 0;
-    for (int i = 0; i < steps; ++i)
-        sum += FirstSliceEndMs(crossed + (i + 0.5) * period / steps);
+    for (int i = 0; i < steps; ++i) {
+        const double handed = crossed + (i + 0.5) * period / steps;
+        if (jitter <= 0) {
+            sum += FirstSliceEndMs(handed);
+            continue;
+        }
+        double late = 0;
+        for (int j = 0; j < lateSteps; ++j)
+            late += FirstSliceEndMs(handed + 1.0 + (jitter - 1.0) * (j + 0.5) / lateSteps);
+        sum += 0.5 * FirstSliceEndMs(handed) + 0.5 * late / lateSteps;
+    }
     return sum / steps + kPortEmptyReadMs;
 }
 

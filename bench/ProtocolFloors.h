@@ -26,7 +26,7 @@ double FirstSliceEndMs(double ms);
 // after it has arrived, then the empty read ends the reply. On the instant line it arrives at once;
 // byte-wise, once the command and the reply have crossed the line; through a USB adapter, at the
 // next expiry of its free-running latency timer after that, whose phase is any moment of the period
-// (the floor takes the mean over the phase).
+// (the floor takes the mean over the phase), and where packets come late, the mean over that too.
 double AnsweredExchangeOnLineMs(int commandBytes, int replyBytes, int baud, const LineModel& line);
 
 // Detection of the family with this type number: its own handshake answered at once, after every

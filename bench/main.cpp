@@ -42,6 +42,10 @@ struct Settings {
     int latencySamplesOnLine = 50;
     int waitSeconds = 30;
     std::vector<int> memoryCheckpoints{10, 100, 1000};
+    // The luminance meter's tries on the realistic USB line (random phase, late packets), spread over
+    // processes that run side by side: its detection alone takes about 5 s.
+    int luminanceTries = 100;
+    int luminanceProcesses = 4;
 };
 
 // The library talks to the Qt debug stream on every reply; a benchmark host keeps it quiet so the
@@ -421,12 +425,99 @@ void benchWire(const Settings& s, IMinolta* facade) {
             benchWireOf(facade, type, cable);
 }
 
+// 6. The luminance meter on the realistic USB line, whose latency timer runs at a random phase and
+// whose packets come late at random: every try a fresh instrument and seed, detected, measured, read.
+// One try per output line: "try SEED OK DETECTION_MS".
+int luminanceTries(int tries) {
+    std::unique_ptr<IMinolta> facade = newFacade();
+    TimingWatcher watcher;
+    facade->RegisterWatcher(&watcher);
+    for (int i = 0; i < tries; ++i) {
+        std::unique_ptr<InstrumentModel> model = CreateFamilyModel(QStringLiteral("luminance"));
+        model->setLine(LineModel::realistic());
+        if (!model->start()) {
+            line(QStringLiteral("try 0 0 0"));
+            continue;
+        }
+        pointDetectionAt(model->portPath());
+        QElapsedTimer timer;
+        timer.start();
+        bool ok = connectTo(facade.get(), model->portPath(), 2);
+        const double detectionMs = double(timer.nsecsElapsed()) / 1e6;
+        ok = ok && measureOnce(facade.get(), watcher, 15000);
+        ok = ok && facade->ReadLastestData() == model->reading().Lv;
+        facade->Disconnect();
+        line(QStringLiteral("try %1 %2 %3")
+                 .arg(model->lineSeed())
+                 .arg(ok ? 1 : 0)
+                 .arg(detectionMs, 0, 'f', 1));
+    }
+    facade->UnregisterWatcher(&watcher);
+    return 0;
+}
+
+void benchLuminanceTries(const Settings& s) {
+    const LineModel cable = LineModel::realistic();
+    line(QStringLiteral("## 6. Luminance meter on the %1 line (random timer phase, packets late at random, a "
+                        "fresh seed each try): %2 tries of detection + Measure + ReadLastestData, %3 "
+                        "processes side by side")
+             .arg(cable.name())
+             .arg(s.luminanceTries)
+             .arg(s.luminanceProcesses));
+    std::vector<std::unique_ptr<QProcess>> processes;
+    for (int p = 0; p < s.luminanceProcesses; ++p) {
+        const int share =
+            s.luminanceTries / s.luminanceProcesses + (p < s.luminanceTries % s.luminanceProcesses);
+        processes.emplace_back(new QProcess);
+        processes.back()->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        processes.back()->start(QCoreApplication::applicationFilePath(),
+                                {QStringLiteral("--luminance-tries"), QString::number(share)});
+    }
+    std::vector<double> ms;
+    int ok = 0, tried = 0;
+    QStringList failedSeeds;
+    for (auto& process : processes) {
+        process->waitForFinished(-1);
+        for (const QString& text :
+             QString::fromUtf8(process->readAllStandardOutput()).split(QLatin1Char('\n'))) {
+            const QStringList fields = text.split(QLatin1Char(' '));
+            if (fields.size() != 4 || fields[0] != QLatin1String("try"))
+                continue;
+            ++tried;
+            if (fields[2] == QLatin1String("1")) {
+                ++ok;
+                ms.push_back(fields[3].toDouble());
+            } else {
+                failedSeeds << fields[1];
+            }
+        }
+    }
+    const double floor = DetectionFloorMs(2, cable);
+    const double median = quantile(ms, 0.5);
+    line(QStringLiteral(
+             "luminance tries %1: %2 of %3 connected and measured%4; detection median %5 ms, p95 %6 ms, "
+             "max %7 ms, floor %8 ms (%9), ratio %10 [goal <= 1.10: %11]")
+             .arg(cable.name())
+             .arg(ok)
+             .arg(tried)
+             .arg(failedSeeds.isEmpty() ? QString()
+                                        : QStringLiteral(" (failed seeds: %1)").arg(failedSeeds.join(',')))
+             .arg(median, 0, 'f', 1)
+             .arg(quantile(ms, 0.95), 0, 'f', 1)
+             .arg(quantile(ms, 1.0), 0, 'f', 1)
+             .arg(floor, 0, 'f', 1)
+             .arg(DetectionFloorText(2, cable))
+             .arg(median / floor, 0, 'f', 3)
+             .arg(goal(ok == s.luminanceTries && median / floor <= 1.10)));
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     if (argc == 4 && QByteArray(argv[1]) == "--serve")
         return RemoteModel::Serve(QString::fromUtf8(argv[2]), QByteArray(argv[3]).toInt());
     const bool memoryProcess = argc >= 2 && QByteArray(argv[1]) == "--memory";
+    const bool triesProcess = argc == 3 && QByteArray(argv[1]) == "--luminance-tries";
 
     QCoreApplication app(argc, argv);
     qInstallMessageHandler(quietMessages);
@@ -440,7 +531,16 @@ int main(int argc, char** argv) {
         settings.latencySamplesOnLine = 5;
         settings.waitSeconds = 5;
         settings.memoryCheckpoints = {10, 20, 40};
+        settings.luminanceTries = 4;
+        settings.luminanceProcesses = 2;
     }
+    if (triesProcess)
+        return luminanceTries(QByteArray(argv[2]).toInt());
+    // The rows the realistic USB line changes, alone: the conversation's figures on that line and the
+    // luminance meter's tries. The cost of waiting and the memory cycles do not depend on the line.
+    const bool usbOnly = app.arguments().contains(QStringLiteral("--usb-only"));
+    if (usbOnly)
+        settings.lines = {LineModel::realistic()};
     if (memoryProcess) {
         std::unique_ptr<IMinolta> facade = newFacade();
         benchMemory(settings, facade.get());
@@ -453,7 +553,8 @@ int main(int argc, char** argv) {
     QStringList memoryArguments{QStringLiteral("--memory")};
     if (app.arguments().contains(QStringLiteral("--quick")))
         memoryArguments << QStringLiteral("--quick");
-    memory.start(QCoreApplication::applicationFilePath(), memoryArguments);
+    if (!usbOnly)
+        memory.start(QCoreApplication::applicationFilePath(), memoryArguments);
 
     QElapsedTimer total;
     total.start();
@@ -465,16 +566,23 @@ int main(int argc, char** argv) {
     std::unique_ptr<IMinolta> facade = newFacade();
     benchDetection(settings, facade.get());
     benchLatency(settings, facade.get());
-    benchWaitCost(settings, facade.get());
+    if (!usbOnly)
+        benchWaitCost(settings, facade.get());
     benchWire(settings, facade.get());
+    benchLuminanceTries(settings);
 
-    line(QStringLiteral("## 4. Memory over measurement cycles (analyser; Measure + ReadLvXy per cycle; own "
-                        "process beside the others; simulator in a child process)"));
-    memory.waitForFinished(-1);
-    const QString memoryLines = QString::fromUtf8(memory.readAllStandardOutput()).trimmed();
-    line(memoryLines.isEmpty() ? QStringLiteral("memory: the memory process printed nothing") : memoryLines);
-    const bool quick = app.arguments().contains(QStringLiteral("--quick"));
-    CharacterisationBench(CharacterisationBench::ForRun(quick), line).Run(app.applicationFilePath(), quick);
+    if (!usbOnly) {
+        line(QStringLiteral(
+            "## 4. Memory over measurement cycles (analyser; Measure + ReadLvXy per cycle; own "
+            "process beside the others; simulator in a child process)"));
+        memory.waitForFinished(-1);
+        const QString memoryLines = QString::fromUtf8(memory.readAllStandardOutput()).trimmed();
+        line(memoryLines.isEmpty() ? QStringLiteral("memory: the memory process printed nothing")
+                                   : memoryLines);
+        const bool quick = app.arguments().contains(QStringLiteral("--quick"));
+        CharacterisationBench(CharacterisationBench::ForRun(quick), line)
+            .Run(app.applicationFilePath(), quick);
+    }
 
     ChromameterSetPortCatalogue(nullptr, nullptr, -1);
     line(QStringLiteral("load average at the end: %1; whole run %2 s")

@@ -1,21 +1,22 @@
 #include "CharacteriseCommand.h"
 
-#include "CharacterisationWriter.h"
+#include "CharacterisationOutputs.h"
 #include "CharacteriseRun.h"
 #include "CommandPatchDisplay.h"
-#include "Cti3File.h"
-#include "Figures.h"
 #include "InstrumentModel.h"
 #include "InstrumentSession.h"
 #include "InterruptNotifier.h"
 #include "ManualPatchDisplay.h"
+#include "MirroredPatchDisplay.h"
 #include "ProgressText.h"
 #include "ReadingPatchMeter.h"
 #include "ReadingTaker.h"
 #include "RunPlan.h"
+#include "ScreenList.h"
 #include "SimulatorPatchDisplay.h"
 #include "StatusConsole.h"
 #include "Target.h"
+#include "WindowPatchDisplay.h"
 
 #include <QDir>
 #include <QTextStream>
@@ -57,18 +58,25 @@ int CharacteriseCommand::prepare() {
                         .arg(path);
         }
     }
+    if (ok && m_settings.show.kind == ShowMethod::Kind::Window) {
+        error = ScreenProblem(m_settings.show.screen);
+        ok = error.isEmpty();
+        if (!ok)
+            error = QStringLiteral("--show window: ") + error;
+    }
     if (!ok) {
         m_console.line(QStringLiteral("chromameter: ") + error);
         return InstrumentSession::UsageError;
     }
-    if (!m_settings.showGiven)
-        m_settings.show.kind = m_settings.simulated ? ShowMethod::Kind::Simulator : ShowMethod::Kind::Manual;
     return InstrumentSession::Ok;
 }
 
 int CharacteriseCommand::run(InstrumentSession& session) {
     const InstrumentInfo& instrument = session.instrument();
     std::unique_ptr<PatchDisplay> display;
+    // The patch window, and the simulator's display it mirrors to on a simulated run.
+    std::unique_ptr<WindowPatchDisplay> window;
+    std::unique_ptr<PatchDisplay> mirrored;
     QTextStream prompts(stderr);
     QFile answers;
     answers.open(STDIN_FILENO, QIODevice::ReadOnly | QIODevice::Unbuffered);
@@ -90,10 +98,25 @@ int CharacteriseCommand::run(InstrumentSession& session) {
     case ShowMethod::Kind::Command:
         display = std::make_unique<CommandPatchDisplay>(m_settings.show.command, &m_interrupted);
         break;
-    case ShowMethod::Kind::Window:
-        m_console.line(QStringLiteral("chromameter: --show window is not available yet"));
-        return InstrumentSession::UsageError;
+    case ShowMethod::Kind::Window: {
+        window = std::make_unique<WindowPatchDisplay>(m_settings.show, &m_interrupted);
+        window->SetNoticeCallback([this](const QString& text) { m_console.line("chromameter: " + text); });
+        // A resume with nothing left to measure goes straight to the figures, without a window.
+        QString problem;
+        if (!m_run.ids.isEmpty() && !window->Open(&problem)) {
+            m_console.line(QStringLiteral("chromameter: --show window: ") + problem);
+            return InstrumentSession::UsageError;
+        }
+        InstrumentModel* model = session.simulator();
+        if (model && model->display()) {
+            // The simulated instrument measures its virtual display: it is shown each patch too.
+            mirrored = std::make_unique<SimulatorPatchDisplay>(model->display());
+            display = std::make_unique<MirroredPatchDisplay>(window.get(), mirrored.get());
+        }
+        break;
     }
+    }
+    PatchDisplay* shown = display ? display.get() : window.get();
 
     if (m_run.mode == PreparedRun::Mode::New) {
         RunSettings& s = m_run.header.settings;
@@ -124,7 +147,7 @@ int CharacteriseCommand::run(InstrumentSession& session) {
 
     m_taker = std::make_unique<ReadingTaker>(session, m_console);
     ReadingPatchMeter meter(*m_taker, instrument, m_settings.timeoutSec);
-    CharacteriseRun run(display.get(), &meter, m_run.journal.get());
+    CharacteriseRun run(shown, &meter, m_run.journal.get());
     CharacteriseRun::Options options;
     options.settleMs = m_run.header.settings.settleMs;
     options.retries = m_run.header.settings.retries;
@@ -137,11 +160,24 @@ int CharacteriseCommand::run(InstrumentSession& session) {
     run.SetProgressCallback(
         [this](const CharacteriseRun::Progress& progress) { m_console.line(ProgressLine(progress)); });
     const CharacteriseRun::Outcome outcome = run.Run(m_run.header.patches, m_run.ids, &error);
+    // The window goes before the figures come: the screen is the user's again.
+    const bool endedByUser = window && window->EndedByUser();
+    display.reset();
+    window.reset();
     m_leftWorkBehind = m_taker->leftWorkBehind();
     m_run.journal.reset();
     if (!m_leftWorkBehind)
         session.disconnect();
 
+    if (outcome == CharacteriseRun::Outcome::Interrupted && endedByUser && m_interrupts.count() == 0) {
+        // Esc is the user's way to stop a run they mean to end: an orderly end, not an interruption.
+        m_console.line(QStringLiteral("chromameter: ended with Esc; %1 reading%2 of this session kept in %3 "
+                                      "(continue with --resume %3)")
+                           .arg(run.Readings().size())
+                           .arg(run.Readings().size() == 1 ? QString() : QStringLiteral("s"))
+                           .arg(m_run.journalPath));
+        return InstrumentSession::Ok;
+    }
     if (outcome == CharacteriseRun::Outcome::Interrupted) {
         m_console.line(QStringLiteral("chromameter: interrupted; %1 reading%2 of this session kept in %3 "
                                       "(continue with --resume %3)")
@@ -177,18 +213,5 @@ bool CharacteriseCommand::writeResults(const JournalContents& contents) {
         m_console.line(QStringLiteral("chromameter: the run's target: ") + error);
         return false;
     }
-    FiguresSettings figuresSettings;
-    figuresSettings.normaliseDrift = m_settings.normaliseDrift;
-    const CharacterisationFigures figures =
-        ComputeFigures(contents.header.patches, contents.readings, target, figuresSettings);
-    QString text;
-    QTextStream out(&text);
-    MakeCharacterisationWriter(m_settings.format)->Write(figures, out);
-    out.flush();
-    m_console.print(text);
-    if (!m_settings.ti3Path.isEmpty() && !WriteCti3(figures, m_settings.ti3Path, &error)) {
-        m_console.line(QStringLiteral("chromameter: --ti3 %1: %2").arg(m_settings.ti3Path, error));
-        return false;
-    }
-    return true;
+    return WriteCharacterisationOutputs(contents, target, m_settings, m_console);
 }

@@ -33,7 +33,8 @@ public:
     bool leftWorkBehind() const { return m_leftWorkBehind; }
 
 private:
-    // The figures in the chosen format, and the CTI3 file when asked for; false when one failed.
+    // The figures in the chosen format, and the CTI3 file, page and profile when asked for; false
+    // when one failed.
     bool writeResults(const JournalContents& contents);
 
     CharacteriseCommandSettings m_settings;

@@ -6,7 +6,8 @@
 
 #include <QString>
 
-// What "chromameter characterise" was asked to do.
+// What "chromameter characterise" was asked to do. Its outputs (format, drift normalising, the CTI3
+// file, the page and the profile) serve "chromameter report" too.
 struct CharacteriseCommandSettings {
     RunSettings run;        // a new run's settings (a resume or retake takes its journal's)
     QString savePath;       // the new run's journal; empty: a time-stamped file in the working folder
@@ -19,5 +20,9 @@ struct CharacteriseCommandSettings {
     bool normaliseDrift = false;
     OutputFormat format = OutputFormat::Table;
     QString ti3Path;
+    QString reportPath;       // --report: the HTML page
+    QString iccPath;          // --icc: the display profile
+    int iccVersion = 2;       // --icc-version 2 (writes 2.4) or 4
+    QString displayName;      // --display-name: on the page and in the profile's description
     double timeoutSec = 60.0; // a reading that takes longer fails
 };

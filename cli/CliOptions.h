@@ -5,13 +5,14 @@
 #include "Columns.h"
 #include "OutputFormat.h"
 #include "Quantity.h"
+#include "ReportCommandSettings.h"
 #include "SessionSettings.h"
 
 #include <QString>
 
 // What the user asked chromameter to do, as read from the command line.
 
-enum class CliCommand { None, Ports, Detect, Measure, Characterise };
+enum class CliCommand { None, Ports, Detect, Measure, Characterise, Screens, Report };
 
 struct CliOptions {
     CliCommand command = CliCommand::None;
@@ -41,9 +42,14 @@ struct CliOptions {
     // reference).
     QVector<Quantity> quantities;
 
-    // characterise (--format and --timeout are copied into it).
+    // characterise (--format and --timeout are copied into it); its outputs serve report too.
     CharacteriseCommandSettings characterise;
+    // report: the saved run, and another target for it.
+    ReportCommandSettings report;
 
     // The columns of a run on `instrument` (a reference counts where the instrument gives colour).
     Columns columns(const InstrumentInfo& instrument) const;
+    // Whether the command needs a window system (a GUI application): the screens list, and a
+    // characterisation shown in the patch window. Every other command runs without one.
+    bool needsWindowSystem() const;
 };

@@ -15,8 +15,9 @@
 #endif
 
 namespace {
-// Readings: options of both measure and characterise.
-enum class Scope { Global, AnyCommand, Measure, Characterise, Readings };
+// Readings: options of both measure and characterise. Results: of characterise and report, which
+// make the same outputs from a run.
+enum class Scope { Global, AnyCommand, Measure, Characterise, Readings, Results };
 
 struct OptionRule {
     const char* name;
@@ -54,11 +55,18 @@ const OptionRule kOptions[] = {
     {"--ids", true, Scope::Characterise},
     {"--retries", true, Scope::Characterise},
     {"--white-every", true, Scope::Characterise},
-    {"--normalise-drift", false, Scope::Characterise},
-    {"--target-space", true, Scope::Characterise},
-    {"--target-white", true, Scope::Characterise},
-    {"--target-eotf", true, Scope::Characterise},
-    {"--ti3", true, Scope::Characterise},
+    {"--normalise-drift", false, Scope::Results},
+    {"--target-space", true, Scope::Results},
+    {"--target-white", true, Scope::Results},
+    {"--target-eotf", true, Scope::Results},
+    {"--ti3", true, Scope::Results},
+    {"--report", true, Scope::Results},
+    {"--icc", true, Scope::Results},
+    {"--icc-version", true, Scope::Results},
+    {"--display-name", true, Scope::Results},
+    {"--screen", true, Scope::Characterise},
+    {"--patch-size", true, Scope::Characterise},
+    {"--background", true, Scope::Characterise},
 };
 
 // A whole number from `minimum` up.
@@ -133,6 +141,10 @@ QString commandName(CliCommand command) {
         return QStringLiteral("measure");
     case CliCommand::Characterise:
         return QStringLiteral("characterise");
+    case CliCommand::Screens:
+        return QStringLiteral("screens");
+    case CliCommand::Report:
+        return QStringLiteral("report");
     case CliCommand::None:
         break;
     }
@@ -145,8 +157,11 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
     CliOptions& o = result.options;
     QStringList measureOnly;
     QStringList characteriseOnly;
+    QStringList resultsOnly;
     // Options a resume or a retake takes from the run's journal instead.
     QStringList runDefining;
+    // Options of the patch window alone.
+    QStringList windowOnly;
     CharacteriseCommandSettings& c = o.characterise;
 
     for (int i = 1; i < args.size(); ++i) {
@@ -156,6 +171,10 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
             continue;
         }
         if (!arg.startsWith(QLatin1Char('-')) || arg == QLatin1String("-")) {
+            if (o.command == CliCommand::Report && o.report.journalPath.isEmpty()) {
+                o.report.journalPath = arg;
+                continue;
+            }
             CliCommand command = CliCommand::None;
             if (arg == QLatin1String("ports"))
                 command = CliCommand::Ports;
@@ -165,9 +184,13 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
                 command = CliCommand::Measure;
             else if (arg == QLatin1String("characterise") || arg == QLatin1String("characterize"))
                 command = CliCommand::Characterise;
+            else if (arg == QLatin1String("screens"))
+                command = CliCommand::Screens;
+            else if (arg == QLatin1String("report"))
+                command = CliCommand::Report;
             if (command == CliCommand::None) {
                 result.error = QStringLiteral("unknown command \"%1\" (commands: ports, detect, measure, "
-                                              "characterise)")
+                                              "characterise, report, screens)")
                                    .arg(arg);
                 return result;
             }
@@ -205,6 +228,8 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
             measureOnly.append(name);
         if (option->scope == Scope::Characterise)
             characteriseOnly.append(name);
+        if (option->scope == Scope::Results)
+            resultsOnly.append(name);
 
         if (name == QLatin1String("--simulate")) {
             o.session.simulate = value;
@@ -316,23 +341,43 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
             if (!ParsePrimaries(value, &primaries, &result.error))
                 return result;
             c.run.targetSpace = value;
+            o.report.targetSpace = value;
             runDefining.append(name);
         } else if (name == QLatin1String("--target-white")) {
             Chromaticity white;
             if (!ParseWhite(value, &white, &result.error))
                 return result;
             c.run.targetWhite = value;
+            o.report.targetWhite = value;
             runDefining.append(name);
         } else if (name == QLatin1String("--target-eotf")) {
             Eotf eotf;
             if (!Eotf::Parse(value, &eotf, &result.error))
                 return result;
             c.run.targetEotf = value;
+            o.report.targetEotf = value;
             runDefining.append(name);
         } else if (name == QLatin1String("--show")) {
             if (!ShowMethod::Parse(value, &c.show, &result.error))
                 return result;
             c.showGiven = true;
+        } else if (name == QLatin1String("--screen")) {
+            if (!parseCount(value, 0, &c.show.screen)) {
+                result.error =
+                    QStringLiteral("--screen needs a screen's number (0 or more; chromameter screens lists "
+                                   "them), not \"%1\"")
+                        .arg(value);
+                return result;
+            }
+            windowOnly.append(name);
+        } else if (name == QLatin1String("--patch-size")) {
+            if (!ShowMethod::ParsePatchSize(value, &c.show.patchPercent, &result.error))
+                return result;
+            windowOnly.append(name);
+        } else if (name == QLatin1String("--background")) {
+            if (!ShowMethod::ParseBackground(value, &c.show.background, &result.error))
+                return result;
+            windowOnly.append(name);
         } else if (name == QLatin1String("--save")) {
             if (value.isEmpty()) {
                 result.error = QStringLiteral("--save needs a file name");
@@ -361,6 +406,27 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
                 return result;
             }
             c.ti3Path = value;
+        } else if (name == QLatin1String("--report")) {
+            if (value.isEmpty()) {
+                result.error = QStringLiteral("--report needs a file name");
+                return result;
+            }
+            c.reportPath = value;
+        } else if (name == QLatin1String("--icc")) {
+            if (value.isEmpty()) {
+                result.error = QStringLiteral("--icc needs a file name");
+                return result;
+            }
+            c.iccPath = value;
+        } else if (name == QLatin1String("--icc-version")) {
+            if (value.trimmed() == QLatin1String("2") || value.trimmed() == QLatin1String("4")) {
+                c.iccVersion = value.trimmed().toInt();
+            } else {
+                result.error = QStringLiteral("--icc-version is 2 or 4, not \"%1\"").arg(value);
+                return result;
+            }
+        } else if (name == QLatin1String("--display-name")) {
+            c.displayName = value;
         } else if (name == QLatin1String("--quantities")) {
             QString problem;
             if (!ParseQuantityList(value, &o.quantities, &problem)) {
@@ -373,7 +439,8 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
     if (o.help || o.version)
         return result;
     if (o.command == CliCommand::None) {
-        result.error = QStringLiteral("no command given (ports, detect, measure or characterise)");
+        result.error =
+            QStringLiteral("no command given (ports, detect, measure, characterise, report or screens)");
         return result;
     }
     if (o.command != CliCommand::Measure && !measureOnly.isEmpty()) {
@@ -385,6 +452,18 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
         result.error = QStringLiteral("%1 is an option of characterise, not of %2")
                            .arg(characteriseOnly.first(), commandName(o.command));
         return result;
+    }
+    if (o.command != CliCommand::Characterise && o.command != CliCommand::Report && !resultsOnly.isEmpty()) {
+        result.error = QStringLiteral("%1 is an option of characterise and report, not of %2")
+                           .arg(resultsOnly.first(), commandName(o.command));
+        return result;
+    }
+    if (o.command == CliCommand::Report) {
+        c.format = o.format;
+        if (o.report.journalPath.isEmpty()) {
+            result.error = QStringLiteral("report needs the run's journal: chromameter report JOURNAL");
+            return result;
+        }
     }
     if (o.command == CliCommand::Characterise) {
         c.format = o.format;
@@ -423,6 +502,13 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
         if (!c.showGiven && !o.session.simulate.isEmpty() && o.session.simDisplay.isEmpty()) {
             result.error = QStringLiteral("characterise on the simulator needs a display to measure: "
                                           "--sim-display DISPLAY (for example srgb-ideal)");
+            return result;
+        }
+        // The simulator shows its patches on its own display; on a real one, the patch window does.
+        if (!c.showGiven)
+            c.show.kind = c.simulated ? ShowMethod::Kind::Simulator : ShowMethod::Kind::Window;
+        if (c.show.kind != ShowMethod::Kind::Window && !windowOnly.isEmpty()) {
+            result.error = QStringLiteral("%1 goes with --show window").arg(windowOnly.first());
             return result;
         }
     }
@@ -496,6 +582,10 @@ QString CommandLine::UsageText() {
         "                      (the luminance meter: Lv only)\n"
         "  characterise        measure a display: show a series of patches, measure each one, and\n"
         "                      report the readings and their figures\n"
+        "  report JOURNAL      the figures and outputs of a saved run again, without measuring: the\n"
+        "                      same options as characterise's outputs (--format, --ti3, --report,\n"
+        "                      --icc, --normalise-drift), and --target-* for another target\n"
+        "  screens             list the screens the patch window can go on, with their size\n"
         "\n"
         "Options of measure:\n"
         "  --count N           take N readings (default 1)\n"
@@ -529,10 +619,18 @@ QString CommandLine::UsageText() {
         "  --order ORDER       set (default), or shuffle[:SEED]: measure in a random order, the seed\n"
         "                      recorded so a resume follows it; figures are always in set order\n"
         "  --settle MS         wait after showing a patch before measuring it (default 200)\n"
-        "  --show HOW          simulator (the simulator's display; the default with --simulate),\n"
-        "                      manual (print the values, wait for Enter; the default otherwise) or\n"
-        "                      command:CMD (run CMD through /bin/sh once a patch, with {r} {g} {b} as\n"
-        "                      0..1 and {R8} {G8} {B8} as 0..255; a failing command ends the run)\n"
+        "  --show HOW          window (a full-screen patch window; the default without --simulate),\n"
+        "                      simulator (the simulator's display; the default with --simulate),\n"
+        "                      manual (print the values, wait for Enter) or command:CMD (run CMD\n"
+        "                      through /bin/sh once a patch, with {r} {g} {b} as 0..1 and {R8} {G8}\n"
+        "                      {B8} as 0..255; a failing command ends the run). The window waits for\n"
+        "                      Space before the first patch; Space pauses, Esc ends the run with every\n"
+        "                      reading kept (exit status 0). With --simulate it also shows the\n"
+        "                      patches to the simulator's display\n"
+        "  --screen N          the screen of the patch window (default 0; see chromameter screens)\n"
+        "  --patch-size PCT    the patch's share of the screen's area in percent, a centred square\n"
+        "                      (default 10), or full (the whole screen)\n"
+        "  --background LEVEL  the grey around the patch, 0 (black, the default) to 1 (white)\n"
         "  --save PATH         the run's journal: every reading is written to it as it is taken\n"
         "                      (default characterisation-DATE-TIME.jsonl in the working folder)\n"
         "  --resume PATH       continue an interrupted run with the patches it has not measured\n"
@@ -547,6 +645,11 @@ QString CommandLine::UsageText() {
         "  --target-white W    D65 (default), D50 or x,y\n"
         "  --target-eotf E     gamma:G (default gamma:2.2), srgb or bt1886\n"
         "  --ti3 PATH          also write the readings as a CGATS CTI3 file for profiling tools\n"
+        "  --report PATH.html  also write the report page: verdict, figures, plots and tables in one\n"
+        "                      self-contained HTML file that prints on A4\n"
+        "  --icc PATH.icc      also write a matrix/shaper ICC display profile of the display\n"
+        "  --icc-version V     2 (default: ICC 2.4, read by the most programs) or 4\n"
+        "  --display-name NAME the display's name, on the page and in the profile's description\n"
         "  --timeout SEC, --format FORMAT as for measure\n"
         "\n"
         "CCT and Duv are from the CIE 1931 2° Planckian locus (Ohno's method), given from 1000 K to\n"
@@ -559,8 +662,9 @@ QString CommandLine::UsageText() {
         "  --sim-fault MODE    make the simulator misbehave: silent, garbage, overlong, cut, split,\n"
         "                      unplug (pulled during a measurement), slow (slow completion)\n"
         "  --sim-line MODEL    how the simulator's cable delivers, at the line speed: usb[:PERIOD]\n"
-        "                      (packets on a PERIOD ms latency timer; default usb:16), bytewise,\n"
-        "                      or instant (whole replies at once)\n"
+        "                      [:jitter=MS][:seed=N] (packets on a PERIOD ms latency timer, one in\n"
+        "                      two up to MS ms late; default usb:16:jitter=8), bytewise, or instant\n"
+        "                      (whole replies at once)\n"
         "  --sim-display D     the simulated instrument measures a virtual display: a preset\n"
         "                      (srgb-ideal, wide-lcd, oled) and/or key=value pairs: peak, black,\n"
         "                      white, primaries, eotf, noise, drift, response\n"
@@ -572,10 +676,12 @@ QString CommandLine::UsageText() {
         "\n"
         "Exit status: 0 success; 1 the instrument or a measurement failed; 2 usage error;\n"
         "3 no instrument found; 130 interrupted by Ctrl-C (measure --continuous, which Ctrl-C ends,\n"
-        "gives 0).\n"
+        "gives 0, as does a characterisation ended with Esc in its patch window).\n"
         "\n"
         "Examples: chromameter --simulate analyser measure --count 3\n"
-        "          chromameter --simulate analyser --sim-display srgb-ideal characterise --format json\n");
+        "          chromameter characterise --screen 1 --patch-size 15\n"
+        "          chromameter --simulate analyser --sim-display srgb-ideal characterise --format json\n"
+        "          chromameter report characterisation-20261125-1400.jsonl --report display.html\n");
 }
 
 QString CommandLine::VersionText() {

@@ -8,10 +8,14 @@
 #include "InstrumentSession.h"
 #include "InterruptNotifier.h"
 #include "MeasureRun.h"
+#include "ReportCommand.h"
 #include "ReportWriter.h"
+#include "ScreenList.h"
 #include "StatusConsole.h"
 #include "TraceLog.h"
+#include "WindowSystem.h"
 
+#include <QApplication>
 #include <QCoreApplication>
 #include <QTimer>
 
@@ -28,6 +32,37 @@ int runPorts(const CliOptions& options, StatusConsole& console) {
         return prepared;
     console.print(ReportWriter::Create(options.format)->ports(session.ports(), session.portSource()));
     return InstrumentSession::Ok;
+}
+
+int runScreens(StatusConsole& console) {
+    const QVector<ScreenInfo> screens = ListScreens();
+    if (screens.isEmpty()) {
+        console.line(QStringLiteral("chromameter: the window system has no screens"));
+        return InstrumentSession::Failed;
+    }
+    console.print(ScreenListText(screens));
+    return InstrumentSession::Ok;
+}
+
+// A window system is asked for only when the command shows a window: every other command runs on a
+// machine without a display. Decided on the raw arguments, before any application object exists.
+std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv, QString* problem) {
+    QStringList raw;
+    for (int i = 0; i < argc; ++i)
+        raw.append(QString::fromLocal8Bit(argv[i]));
+    const CommandLine::Result first = CommandLine::Parse(raw);
+    if (first.ok() && !first.options.help && !first.options.version && first.options.needsWindowSystem()) {
+        const QString missing = WindowSystemProblem();
+        if (!missing.isEmpty()) {
+            *problem = first.options.command == CliCommand::Screens
+                           ? QStringLiteral("screens needs a window system: ") + missing
+                           : QStringLiteral("--show window needs a window system: ") + missing +
+                                 QStringLiteral("; --show manual or command:CMD work without one");
+            return nullptr;
+        }
+        return std::make_unique<QApplication>(argc, argv);
+    }
+    return std::make_unique<QCoreApplication>(argc, argv);
 }
 
 int runWithInstrument(const CliOptions& options, StatusConsole& console, InterruptNotifier& interrupts) {
@@ -84,10 +119,15 @@ int runWithInstrument(const CliOptions& options, StatusConsole& console, Interru
 } // namespace
 
 int main(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
+    QString windowProblem;
+    const std::unique_ptr<QCoreApplication> app = makeApplication(argc, argv, &windowProblem);
+    if (!app) {
+        std::fprintf(stderr, "chromameter: %s\n", qPrintable(windowProblem));
+        return InstrumentSession::UsageError;
+    }
     QCoreApplication::setApplicationName(QStringLiteral("chromameter"));
 
-    const CommandLine::Result parsed = CommandLine::Parse(app.arguments());
+    const CommandLine::Result parsed = CommandLine::Parse(QCoreApplication::arguments());
     if (parsed.options.help) {
         std::fputs(qPrintable(CommandLine::UsageText()), stdout);
         return 0;
@@ -127,6 +167,10 @@ int main(int argc, char** argv) {
     int status = InstrumentSession::Ok;
     if (options.command == CliCommand::Ports)
         status = runPorts(options, console);
+    else if (options.command == CliCommand::Screens)
+        status = runScreens(console);
+    else if (options.command == CliCommand::Report)
+        status = ReportCommand(options.report, options.characterise, console).run();
     else
         status = runWithInstrument(options, console, interrupts);
 

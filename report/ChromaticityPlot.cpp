@@ -3,6 +3,7 @@
 #include "Colorimetry.h"
 #include "NumberText.h"
 #include "SpectralLocus.h"
+#include "SvgText.h"
 
 #include <QSaveFile>
 #include <QStringList>
@@ -30,39 +31,7 @@ const int kTickKelvin[] = {2000, 3000, 4000, 5000, 6000, 7000, 8000, 9000, 10000
 const int kLabelledKelvin[] = {2000, 3000, 4000, 6000, 10000};
 
 QString num(double value) {
-    // Two decimals are finer than anyone sees; attributes stay short.
-    QString text = QString::number(std::round(value * 100.0) / 100.0, 'f', 2);
-    while (text.endsWith(QLatin1Char('0')))
-        text.chop(1);
-    if (text.endsWith(QLatin1Char('.')))
-        text.chop(1);
-    return text == QLatin1String("-0") ? QStringLiteral("0") : text;
-}
-
-QString escapeXml(const QString& text) {
-    QString out = text;
-    out.replace(QLatin1Char('&'), QLatin1String("&amp;"));
-    out.replace(QLatin1Char('<'), QLatin1String("&lt;"));
-    out.replace(QLatin1Char('>'), QLatin1String("&gt;"));
-    out.replace(QLatin1Char('"'), QLatin1String("&quot;"));
-    return out;
-}
-
-// A round step that cuts `span` into about `parts` intervals: 1, 2 or 5 times a power of ten.
-double niceStep(double span, int parts) {
-    if (!(span > 0))
-        return 1;
-    const double raw = span / parts;
-    const double power = std::pow(10.0, std::floor(std::log10(raw)));
-    const double fraction = raw / power;
-    const double nice = fraction <= 1 ? 1 : fraction <= 2 ? 2 : fraction <= 5 ? 5 : 10;
-    return nice * power;
-}
-
-// A tick value with as many decimals as the step needs (0.6, not 0.6000000000000001).
-QString tickText(double value, double step) {
-    const int decimals = step >= 1 ? 0 : int(std::ceil(-std::log10(step) - 1e-9));
-    return QString::number(value, 'f', decimals);
+    return SvgNumber(value);
 }
 
 // A range from 0 (or below, for negative values) to a round value above the largest.
@@ -71,7 +40,7 @@ void niceRange(double low, double high, double* rangeLow, double* rangeHigh, dou
         low = 0;
     if (!(high > low))
         high = low + 1;
-    *step = niceStep(high - low, 5);
+    *step = NiceTickStep(high - low, 5);
     *rangeLow = std::floor(low / *step) * *step;
     *rangeHigh = std::ceil(high / *step) * *step;
 }
@@ -152,15 +121,15 @@ QString ChromaticityPlot::svg() const {
                "font-family=\"Helvetica, Arial, sans-serif\" font-size=\"12\">\n")
                .arg(num(kWidth), num(kHeight));
     const QString title = m_title.isEmpty() ? QStringLiteral("chromameter readings") : m_title;
-    out += QStringLiteral("<title>%1</title>\n").arg(escapeXml(title));
+    out += QStringLiteral("<title>%1</title>\n").arg(EscapeXml(title));
     out += QStringLiteral("<rect x=\"0\" y=\"0\" width=\"%1\" height=\"%2\" fill=\"#ffffff\"/>\n")
                .arg(num(kWidth), num(kHeight));
     out += QStringLiteral("<text x=\"%1\" y=\"22\" font-size=\"15\" text-anchor=\"middle\">%2</text>\n")
-               .arg(num(kWidth / 2), escapeXml(title));
+               .arg(num(kWidth / 2), EscapeXml(title));
     if (!m_subtitle.isEmpty()) {
         out += QStringLiteral("<text x=\"%1\" y=\"%2\" font-size=\"10\" text-anchor=\"middle\" "
                               "fill=\"#777777\">%3</text>\n")
-                   .arg(num(kWidth / 2), num(kHeight - 8), escapeXml(m_subtitle));
+                   .arg(num(kWidth / 2), num(kHeight - 8), EscapeXml(m_subtitle));
     }
     out += chromaticityChart();
     out += luminanceChart();
@@ -318,14 +287,14 @@ QString ChromaticityPlot::luminanceChart() const {
                    "<line class=\"grid\" x1=\"%1\" y1=\"%2\" x2=\"%1\" y2=\"%3\" stroke=\"#e4e4e4\"/>\n")
                    .arg(num(tx(t)), num(kLvTop), num(kLvTop + kLvHeight));
         out += QStringLiteral("<text x=\"%1\" y=\"%2\" text-anchor=\"middle\" fill=\"#555555\">%3</text>\n")
-                   .arg(num(tx(t)), num(kLvTop + kLvHeight + 16), tickText(t, tStep));
+                   .arg(num(tx(t)), num(kLvTop + kLvHeight + 16), TickText(t, tStep));
     }
     for (double lv = lv0; lv <= lv1 + lvStep * 1e-6; lv += lvStep) {
         out += QStringLiteral(
                    "<line class=\"grid\" x1=\"%1\" y1=\"%2\" x2=\"%3\" y2=\"%2\" stroke=\"#e4e4e4\"/>\n")
                    .arg(num(kLvLeft), num(ly(lv)), num(kLvLeft + kLvWidth));
         out += QStringLiteral("<text x=\"%1\" y=\"%2\" text-anchor=\"end\" fill=\"#555555\">%3</text>\n")
-                   .arg(num(kLvLeft - 6), num(ly(lv) + 4), tickText(lv, lvStep));
+                   .arg(num(kLvLeft - 6), num(ly(lv) + 4), TickText(lv, lvStep));
     }
     out += QStringLiteral("<text x=\"%1\" y=\"%2\" text-anchor=\"middle\">time (s)</text>\n")
                .arg(num(kLvLeft + kLvWidth / 2), num(kLvTop + kLvHeight + 34));

@@ -18,7 +18,7 @@ install_dependencies() {
         return
     fi
     local wanted=(cmake ninja-build g++ make pkg-config binutils qtbase5-dev libqt5serialport5-dev
-        liblcms2-dev libgtest-dev libgmock-dev "$@")
+        liblcms2-dev libgtest-dev libgmock-dev locales "$@")
     local missing=() pkg
     for pkg in "${wanted[@]}"; do
         dpkg -s "$pkg" >/dev/null 2>&1 || missing+=("$pkg")
@@ -30,6 +30,19 @@ install_dependencies() {
         "${sudo[@]}" apt-get update -qq
         DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq "${missing[@]}" >/dev/null
     fi
+    ensure_comma_locale
+}
+
+# A locale whose decimal separator is a comma, for the test that instrument numbers are read the same
+# under it. A fresh Debian or Ubuntu has none; localedef makes one without editing /etc/locale.gen.
+ensure_comma_locale() {
+    if locale -a 2>/dev/null | grep -qiE '^de_DE\.utf-?8$'; then
+        return
+    fi
+    local sudo=()
+    [[ $EUID -ne 0 ]] && sudo=(sudo)
+    echo "Generating the de_DE.UTF-8 locale"
+    "${sudo[@]}" localedef -i de_DE -f UTF-8 de_DE.UTF-8
 }
 
 # configure_and_build BUILD_DIR [cmake options...] [-- targets...]

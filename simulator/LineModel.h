@@ -14,19 +14,32 @@ public:
 
     static constexpr int kDefaultUsbPeriodMs = 16;
     static constexpr int kUsbPacketBytes = 62;
+    // How late a packet of the realistic line may come: a busy host, USB frames scheduled late.
+    static constexpr int kDefaultUsbJitterMs = 8;
+    static constexpr int kMaxUsbJitterMs = 100;
 
     LineModel() = default;
-    explicit LineModel(Kind kind, int usbPeriodMs = kDefaultUsbPeriodMs);
+    explicit LineModel(Kind kind, int usbPeriodMs = kDefaultUsbPeriodMs, int usbJitterMs = 0,
+                       quint32 seed = 0);
 
-    // The realistic model a desk most often has: an FTDI-style adapter with its 16 ms latency timer.
+    // The realistic model a desk most often has: an FTDI-style adapter with its 16 ms latency timer,
+    // at a random phase, and half of its packets late by 1 to 8 ms.
     static LineModel realistic();
-    // Parses "instant", "bytewise", "usb" or "usb:PERIOD" (PERIOD in ms, 1 to 255). False if unknown.
-    // `line` may be null, to check a name only.
+    // Parses "instant", "bytewise", "usb", or "usb:PERIOD" (PERIOD in ms, 1 to 255) followed by any of
+    // ":jitter=MS" (0 to 100) and ":seed=N". False if unknown. `line` may be null, to check a name only.
     static bool parse(const QString& text, LineModel* line);
 
     Kind kind() const { return m_kind; }
     int usbPeriodMs() const { return m_usbPeriodMs; }
-    // The text parse() reads back: "instant", "bytewise", "usb:16".
+    // The USB line: at most how many ms a packet is late; each packet is late with even odds, by 1 to
+    // this many ms (uniformly), and the packets behind it wait for it. 0: none is late.
+    int usbJitterMs() const { return m_usbJitterMs; }
+    // What the random draws of the USB line (the latency timer's phase, late packets) start from:
+    // 0 draws a fresh seed at every start of the simulated instrument.
+    quint32 seed() const { return m_seed; }
+    // The same line with the given seed.
+    LineModel withSeed(quint32 seed) const;
+    // The text parse() reads back: "instant", "bytewise", "usb:16", "usb:16:jitter=8:seed=7".
     QString name() const;
     // Nanoseconds one byte (start bit, 8 data bits, stop bit) spends on the line at `baud`.
     static qint64 byteTimeNs(int baud);
@@ -34,4 +47,6 @@ public:
 private:
     Kind m_kind = Instant;
     int m_usbPeriodMs = kDefaultUsbPeriodMs;
+    int m_usbJitterMs = 0;
+    quint32 m_seed = 0;
 };

@@ -12,6 +12,7 @@
 #include <map>
 #include <mutex>
 #include <poll.h>
+#include <random>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -85,6 +86,11 @@ struct SimInstrument::Impl {
     Clock::time_point wireFreeAt{};
     // The next expiry of the adapter's free-running latency timer (USB model).
     Clock::time_point usbTick{};
+    // The USB model's random draws (the timer's phase, late packets), and the seed they started from.
+    std::mt19937 random;
+    quint32 seedUsed = 0;
+    // Packets the USB adapter has handed over that reach the host late (jitter), in order, with when.
+    std::deque<std::pair<Clock::time_point, QByteArray>> latePackets;
     // When the adapter last handed bytes over: an unplug due meanwhile leaves the host a moment to
     // take them, as an adapter passes on what it holds before it goes.
     Clock::time_point lastHandOver{};
@@ -141,11 +147,61 @@ struct SimInstrument::Impl {
         }
     }
 
+    // Whether bytes of a reply are still on their way: on the line, or in a late packet.
+    bool lineBusy() const { return !wire.empty() || !latePackets.empty(); }
+
+    // Draws the seed of the line's random draws (a fresh one unless the line names its own) and the
+    // latency timer's phase, its first expiry after `from`. Under `mutex`.
+    void seedLineLocked(Clock::time_point from) {
+        seedUsed = line.seed() != 0 ? line.seed() : std::random_device()();
+        random.seed(seedUsed);
+        const qint64 periodNs = qint64(line.usbPeriodMs()) * 1000000;
+        usbTick =
+            from + std::chrono::nanoseconds(std::uniform_int_distribution<qint64>(0, periodNs - 1)(random));
+        latePackets.clear();
+    }
+
+    // A USB packet of the next `count` bytes on the line. With jitter, one packet in two reaches the
+    // host 1 to usbJitterMs ms late, and those behind it wait for it. Under `mutex`.
+    void handOverPacket(size_t count, Clock::time_point now) {
+        if (count == 0)
+            return;
+        const int jitterMs = line.usbJitterMs();
+        Clock::time_point due = now;
+        if (jitterMs > 0 && std::uniform_int_distribution<int>(0, 1)(random) == 1)
+            due +=
+                std::chrono::microseconds(std::uniform_int_distribution<int>(1000, jitterMs * 1000)(random));
+        if (!latePackets.empty())
+            due = std::max(due, latePackets.back().first);
+        if (due <= now) {
+            handOver(count);
+            return;
+        }
+        QByteArray packet;
+        for (size_t i = 0; i < count; ++i) {
+            packet += wire.front().byte;
+            wire.pop_front();
+        }
+        latePackets.emplace_back(due, packet);
+    }
+
+    // Hands over the late packets due by `now`. Under `mutex`.
+    void deliverLatePackets(Clock::time_point now) {
+        while (!latePackets.empty() && latePackets.front().first <= now) {
+            output += latePackets.front().second;
+            latePackets.pop_front();
+            lastHandOver = Clock::now();
+        }
+    }
+
     // Hands over what the adapter delivers by `now`; returns when it next delivers something
     // (Clock::time_point::max() when the line is idle). Under `mutex`.
     Clock::time_point deliverLocked(Clock::time_point now) {
+        deliverLatePackets(now);
+        const Clock::time_point nextLate =
+            latePackets.empty() ? Clock::time_point::max() : latePackets.front().first;
         if (wire.empty())
-            return Clock::time_point::max();
+            return nextLate;
         if (line.kind() == LineModel::ByteWise) {
             // Each byte as it crosses; a late turn hands over what crossed meanwhile together.
             size_t crossed = 0;
@@ -157,19 +213,21 @@ struct SimInstrument::Impl {
         // USB: a full packet goes at once; otherwise what has crossed waits for the latency timer.
         const size_t packet = size_t(LineModel::kUsbPacketBytes);
         while (wire.size() >= packet && wire[packet - 1].crossed <= now)
-            handOver(packet);
+            handOverPacket(packet, now);
         if (now >= usbTick) {
             size_t crossed = 0;
             while (crossed < wire.size() && wire[crossed].crossed <= now)
                 ++crossed;
-            handOver(crossed);
-            // The timer runs freely from start(), whether or not anything was sent.
+            handOverPacket(crossed, now);
+            // The timer runs freely, whether or not anything was sent, at the phase drawn at start.
             const std::chrono::nanoseconds period(qint64(line.usbPeriodMs()) * 1000000);
-            usbTick = started + period * ((now - started) / period + 1);
+            usbTick += period * ((now - usbTick) / period + 1);
         }
         if (wire.empty())
-            return Clock::time_point::max();
+            return latePackets.empty() ? Clock::time_point::max() : latePackets.front().first;
         Clock::time_point next = usbTick;
+        if (!latePackets.empty())
+            next = std::min(next, latePackets.front().first);
         if (wire.size() >= packet)
             next = std::min(next, wire[packet - 1].crossed);
         return next;
@@ -199,6 +257,7 @@ struct SimInstrument::Impl {
         output.clear();
         // Whatever was still on the cable is lost with it, in both directions.
         wire.clear();
+        latePackets.clear();
         inbound.clear();
         schedule.clear();
         unplugsDone = unplugRequests;
@@ -241,7 +300,7 @@ bool SimInstrument::start() {
         d->wire.clear();
         d->inbound.clear();
         d->wireFreeAt = d->inboundFreeAt = d->started;
-        d->usbTick = d->started;
+        d->seedLineLocked(d->started);
         d->bytesSent = 0;
         d->lastWrite = Clock::time_point{};
         d->lastReceive = Clock::time_point{};
@@ -272,6 +331,7 @@ void SimInstrument::stop() {
         d->schedule.clear();
         d->output.clear();
         d->wire.clear();
+        d->latePackets.clear();
         d->inbound.clear();
     }
     d->link.unplug();
@@ -293,7 +353,7 @@ void SimInstrument::run() {
         while (!d->schedule.empty() && d->schedule.begin()->first.first <= now) {
             if (d->schedule.begin()->second.unplug) {
                 d->deliverLocked(now);
-                if (!d->wire.empty() || now < d->lastHandOver + kUnplugGrace) {
+                if (d->lineBusy() || now < d->lastHandOver + kUnplugGrace) {
                     unplugWaits = true;
                     break;
                 }
@@ -331,7 +391,7 @@ void SimInstrument::run() {
         Clock::time_point until = nextDelivery;
         if (!d->schedule.empty() && !unplugWaits)
             until = std::min(until, d->schedule.begin()->first.first);
-        else if (unplugWaits && d->wire.empty())
+        else if (unplugWaits && !d->lineBusy())
             until = std::min(until, d->lastHandOver + kUnplugGrace);
         if (!d->inbound.empty())
             until = std::min(until, d->inbound.front().crossed);
@@ -498,6 +558,7 @@ void SimInstrument::cancelReplies() {
     }
     d->output.clear();
     d->wire.clear();
+    d->latePackets.clear();
 }
 
 void SimInstrument::unplugAfter(int delayMs) {
@@ -510,7 +571,14 @@ void SimInstrument::unplugAfter(int delayMs) {
 void SimInstrument::setLine(const LineModel& line) {
     std::lock_guard<std::mutex> lock(d->mutex);
     d->line = line;
+    if (d->running)
+        d->seedLineLocked(Clock::now());
     d->wake();
+}
+
+quint32 SimInstrument::lineSeed() const {
+    std::lock_guard<std::mutex> lock(d->mutex);
+    return d->seedUsed;
 }
 
 LineModel SimInstrument::line() const {

@@ -52,6 +52,9 @@ public:
     // the library as the chosen adapter hands them over. Instant (no line time) until set. Any thread.
     void setLine(const LineModel& line);
     LineModel line() const;
+    // The seed the line's random draws started from at the last start() or setLine() (the line's own,
+    // or the fresh one drawn for it): the line's name with it, "usb:16:jitter=8:seed=N", replays them.
+    quint32 lineSeed() const;
 
     // Everything received since start() or the last clearRecord(), in order.
     QByteArray received() const;

@@ -14,21 +14,25 @@
 
 #include <climits>
 #include <cstring>
+#include <poll.h>
 
 namespace {
 
-// Chunks closer together than this are pieces of one reply; a chunk after a longer silence starts a
-// new one and replaces whatever was left unread. A USB-serial adapter hands a reply over in pieces:
-// byte-wise chips a byte or two at a time (about 1 ms apart at 9600 baud, 8 ms at 1200), FTDI-style
-// chips in packets on a free-running latency timer, so up to 16 ms apart. An instrument, on the other
-// hand, answers only after the command has crossed the line and it has worked on it, and late input
-// from an earlier exchange lies idle until the next command's reply comes. 50 ms is three latency
-// periods, room for USB frame jitter and a briefly busy port thread, and still below the 80 ms of
-// silence after which a read ends empty and the command channel takes a reply as complete.
-const qint64 kReplyPauseMs = 50;
+// A piece that follows the previous one (accepted or dropped) within this silence is the next piece
+// of the same reply; a piece after a longer silence starts a new one and replaces whatever was left
+// unread. A USB-serial adapter hands a reply over in pieces: byte-wise chips a byte or two at a time
+// (about 1 ms apart at 9600 baud, 8 ms at 1200), FTDI-style chips in packets on a free-running
+// latency timer, so up to 16 ms apart. An instrument, on the other hand, answers only after the
+// command has crossed the line and it has worked on it, and late input from an earlier exchange lies
+// idle until the next command's reply comes. 50 ms is three latency periods, room for USB frame
+// jitter, and still below the 80 ms of silence after which a read ends empty and the command channel
+// takes a reply as complete.
+// The silence is one the port's thread saw: a timer of this length, restarted by every piece, that
+// runs out with nothing waiting to be read. A thread that did not run its event loop for a while
+// (a driver sleeping between reads on it, a busy host) finds the reply's later pieces waiting when it
+// comes round, sees no silence, and joins them: when bytes are processed never splits a reply.
+const int kReplyPauseMs = 50;
 static_assert(kReplyPauseMs < kPortEmptyReadMs, "a pause inside a reply must not end a read");
-// Before the first chunk, the last one arrived long before anything could follow it.
-const qint64 kLongAgoMs = -1000000;
 
 // The most the receive buffer keeps between two reads: a whole reply buffer of the command channel
 // and as much again. A device that streams without pause while nobody reads cannot grow it further;
@@ -42,10 +46,15 @@ QString chunkText(const QByteArray& chunk) {
 } // namespace
 
 SerialPortCross::SerialPortCross()
-    : QObject(nullptr), m_pSerialPort(nullptr), m_bReadyRead(false), m_lastChunkMs(kLongAgoMs),
-      m_bDeviceLost(false), m_lostErrorsLogged(0), m_openCount(0), m_readingThread(nullptr) {
-    m_arrivalClock.start();
+    : QObject(nullptr), m_pSerialPort(nullptr), m_bReadyRead(false), m_bReplyEnded(true),
+      m_bBufferStale(true), m_pPauseTimer(nullptr), m_bDeviceLost(false), m_lostErrorsLogged(0),
+      m_openCount(0), m_readingThread(nullptr) {
     m_pSerialPort = new QSerialPort(nullptr);
+    // A child: it lives on the port's thread and goes with this object.
+    m_pPauseTimer = new QTimer(this);
+    m_pPauseTimer->setSingleShot(true);
+    m_pPauseTimer->setInterval(kReplyPauseMs);
+    connect(m_pPauseTimer, &QTimer::timeout, this, &SerialPortCross::onPauseObserved);
 }
 
 SerialPortCross::~SerialPortCross() {
@@ -54,7 +63,13 @@ SerialPortCross::~SerialPortCross() {
         m_pSerialPort->close();
     }
     if (m_pSerialPort) {
-        m_pSerialPort->deleteLater();
+        // Deleted here on its own thread, with the notifiers that close() left for deferred deletion
+        // (its children): at unload a deferred deletion would run after Qt SerialPort's code is gone.
+        // Only from another thread is it handed to its own.
+        if (QThread::currentThread() == m_pSerialPort->thread())
+            delete m_pSerialPort;
+        else
+            m_pSerialPort->deleteLater();
         m_pSerialPort = nullptr;
     }
 }
@@ -78,7 +93,11 @@ bool SerialPortCross::Open(QString portName, QSerialPort::BaudRate baudRate, QSe
         m_lostErrorsLogged = 0;
         m_strDevicePath = portName;
         ++m_openCount;
+        // Whatever comes first on the fresh port starts a reply.
+        m_bReplyEnded = true;
+        m_bBufferStale = true;
     }
+    stopPauseTimer();
     m_pSerialPort->setBaudRate(baudRate, QSerialPort::AllDirections);
     m_pSerialPort->setDataBits(dataBits);
     m_pSerialPort->setFlowControl(flowControl);
@@ -124,10 +143,12 @@ void SerialPortCross::Close() {
 void SerialPortCross::DiscardInput() {
     if (m_pSerialPort->isOpen())
         m_pSerialPort->clear(QSerialPort::Input);
+    stopPauseTimer();
     QMutexLocker lock(&m_recvMutex);
     m_baRecvData.clear();
     m_bReadyRead = false;
-    m_lastChunkMs = kLongAgoMs;
+    m_bReplyEnded = true;
+    m_bBufferStale = true;
 }
 
 bool SerialPortCross::IsOpen() {
@@ -213,23 +234,26 @@ void SerialPortCross::onReceivedata() {
             return;
         const QByteArray chunk = m_pSerialPort->readAll();
         const QString text = chunkText(chunk);
+        // Every piece is activity on the line, a dropped one too: the silence starts again.
+        m_pPauseTimer->start();
         int discarded = 0;
         {
             QMutexLocker lock(&m_recvMutex);
-            const qint64 now = m_arrivalClock.elapsed();
-            const bool continuesReply = now - m_lastChunkMs <= kReplyPauseMs;
+            const bool startsReply = m_bReplyEnded;
+            m_bReplyEnded = false;
             // A chunk that starts with NUL counts as nothing received, for every instrument. A piece
             // that continues a reply is no such chunk: a binary frame crosses the line in pieces, and
-            // one of them may well begin with a NUL byte of the frame.
-            if (text.isEmpty() && !continuesReply) {
+            // one of them may well begin with a NUL byte of the frame. The reply whose first piece is
+            // dropped goes on all the same: its later pieces are not reply starts.
+            if (text.isEmpty() && startsReply) {
                 lock.unlock();
                 qDebug().noquote().nospace() << "NULL " << text;
                 return;
             }
             // After a pause the chunk starts a new reply: what is left unread is stale.
-            if (!continuesReply)
+            if (m_bBufferStale)
                 m_baRecvData.clear();
-            m_lastChunkMs = now;
+            m_bBufferStale = false;
             const int room = kReceiveBufferLimit - m_baRecvData.size();
             discarded = chunk.size() > room ? chunk.size() - room : 0;
             m_baRecvData.append(chunk.constData(), chunk.size() - discarded);
@@ -239,6 +263,38 @@ void SerialPortCross::onReceivedata() {
         if (discarded > 0)
             qDebug().nospace() << "receive buffer full, " << discarded << " bytes discarded";
     }
+}
+
+void SerialPortCross::stopPauseTimer() {
+    // A timer is stopped on its own thread only; elsewhere the flags just set make its run harmless.
+    if (QThread::currentThread() == thread())
+        m_pPauseTimer->stop();
+}
+
+bool SerialPortCross::inputPending() {
+    if (!m_pSerialPort->isOpen())
+        return false;
+    if (m_pSerialPort->bytesAvailable() > 0)
+        return true;
+    // Bytes the system holds and Qt has not been told of yet (its notifier runs only with the event
+    // loop). A zero-timeout poll: waitForReadyRead(0) would report a time-out as a port error.
+    const int fd = int(m_pSerialPort->handle());
+    if (fd < 0)
+        return false;
+    pollfd pending = {fd, POLLIN, 0};
+    return ::poll(&pending, 1, 0) > 0 && (pending.revents & POLLIN) != 0;
+}
+
+void SerialPortCross::onPauseObserved() {
+    // Late bytes waiting: the thread was not looking, there was no silence. Their notification
+    // restarts the timer; until it comes, look again later.
+    if (inputPending()) {
+        m_pPauseTimer->start();
+        return;
+    }
+    QMutexLocker lock(&m_recvMutex);
+    m_bReplyEnded = true;
+    m_bBufferStale = true;
 }
 
 void SerialPortCross::onError(QSerialPort::SerialPortError error) {

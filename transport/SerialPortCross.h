@@ -1,11 +1,11 @@
 #pragma once
 
 #include <QByteArray>
-#include <QElapsedTimer>
 #include <QMutex>
 #include <QObject>
 #include <QSerialPort>
 #include <QString>
+#include <QTimer>
 
 #include <atomic>
 
@@ -42,6 +42,13 @@ public:
     void onError(QSerialPort::SerialPortError error);
 
 private:
+    // The pause timer ran out: a pause counts only if no input is waiting, in Qt's buffer or the
+    // system's. A thread that comes round late finds the late bytes waiting, and no pause is credited.
+    void onPauseObserved();
+    // Whether bytes from the device wait to be read (Qt's buffer or the system's).
+    bool inputPending();
+    void stopPauseTimer();
+
     QSerialPort* m_pSerialPort;
     QMutex m_mutex;
     QString m_strPortName;
@@ -51,10 +58,16 @@ private:
     // The receive buffer and its flag are handed between the port's thread and a reading thread
     // under this short lock; m_mutex is held across an event loop and cannot serve here.
     QMutex m_recvMutex;
-    // When the last stored chunk arrived (ms on m_arrivalClock): a chunk that follows it closely is
-    // the next piece of the same reply and is appended; one after a pause replaces what is unread.
-    QElapsedTimer m_arrivalClock;
-    qint64 m_lastChunkMs;
+    // Whether the line has been seen quiet since the last piece: the next piece then starts a new
+    // reply (and replaces what is unread); otherwise it is the next piece of the same reply and is
+    // appended. Set by a pause the port's thread observed (onPauseObserved), by Open and DiscardInput.
+    bool m_bReplyEnded;
+    // Whether what the receive buffer holds came before the last observed pause: the next stored
+    // piece replaces it. Stays set when a reply's first piece is dropped (it began with NUL), so the
+    // rest of that reply does not join what was left unread of the one before.
+    bool m_bBufferStale;
+    // Restarted by every piece, accepted or dropped; when it runs out the line may have gone quiet.
+    QTimer* m_pPauseTimer;
     // Set when the device vanished and kept until the next successful Open, so a pulled adapter
     // reads as lost instead of looking connected for ever.
     bool m_bDeviceLost;

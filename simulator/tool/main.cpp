@@ -35,10 +35,11 @@ const char kUsage[] =
     "                    slow (a measurement takes 20 times longer); none is the default\n"
     "  --measure-ms MS   how long a measurement takes (default 50)\n"
     "  --line MODEL      how the cable delivers, every byte at the line speed the host set:\n"
-    "                    usb[:PERIOD] packets of at most 62 bytes on a latency timer of PERIOD ms\n"
-    "                    (an FTDI-style adapter; the default, usb:16), bytewise (a byte or two\n"
-    "                    at a time, as Prolific and CH340 adapters), instant (whole replies at\n"
-    "                    once, no line time)\n"
+    "                    usb[:PERIOD][:jitter=MS][:seed=N] packets of at most 62 bytes on a\n"
+    "                    latency timer of PERIOD ms at a random phase, one in two late by 1 to MS\n"
+    "                    ms, the random draws from seed N (an FTDI-style adapter; the default,\n"
+    "                    usb:16:jitter=8 with a fresh seed), bytewise (a byte or two at a time, as\n"
+    "                    Prolific and CH340 adapters), instant (whole replies at once, no line time)\n"
     "  --sim-display SPEC  the instrument measures a virtual display instead of a fixed reading:\n"
     "                    a preset (srgb-ideal, wide-lcd, oled) and/or key=value pairs separated\n"
     "                    by commas: peak, black (cd/m2), white (x:y), primaries (srgb, p3, bt2020\n"
@@ -243,10 +244,13 @@ int main(int argc, char** argv) {
     std::fflush(stdout);
 
     const int type = SimFamilyType(options.family);
+    // With the seed drawn, so that a run's packet timing can be replayed with --line.
+    const LineModel lineShown =
+        options.line.kind() == LineModel::Usb ? options.line.withSeed(model->lineSeed()) : options.line;
     logLine(QStringLiteral("chromameter-sim: %1 (%2, type %3) at %4, %5 line")
                 .arg(SimFamilyTitle(type), options.family)
                 .arg(type)
-                .arg(model->portPath(), options.line.name()));
+                .arg(model->portPath(), lineShown.name()));
     logLine(QStringLiteral("Point a host at it, for example: chromameter --port %1 measure")
                 .arg(model->portPath()));
     if (display) {

@@ -46,10 +46,59 @@ TEST(LineModel, NamesReadBackAndUnknownOnesAreRefused) {
     EXPECT_EQ(line.kind(), LineModel::Instant);
     for (const char* bad : {"", "usb:", "usb:0", "usb:256", "usb:x", "serial"})
         EXPECT_FALSE(LineModel::parse(QString::fromLatin1(bad), &line)) << bad;
-    EXPECT_EQ(LineModel::realistic().name(), QStringLiteral("usb:16"));
+    EXPECT_EQ(LineModel::realistic().name(), QStringLiteral("usb:16:jitter=8"));
+    for (const char* bad :
+         {"usb:16:jitter=", "usb:16:jitter=101", "usb:16:seed=x", "usb:16:phase=3", "usb:x:jitter=2"})
+        EXPECT_FALSE(LineModel::parse(QString::fromLatin1(bad), &line)) << bad;
     // Ten bits a byte: about a millisecond at 9600 baud.
     EXPECT_EQ(LineModel::byteTimeNs(9600), 1041666);
     EXPECT_EQ(LineModel::byteTimeNs(115200), 86805);
+}
+
+TEST(LineModel, UsbJitterAndSeedReadBack) {
+    LineModel line;
+    ASSERT_TRUE(LineModel::parse(QStringLiteral("usb:16:jitter=8:seed=42"), &line));
+    EXPECT_EQ(line.kind(), LineModel::Usb);
+    EXPECT_EQ(line.usbPeriodMs(), 16);
+    EXPECT_EQ(line.usbJitterMs(), 8);
+    EXPECT_EQ(line.seed(), 42u);
+    EXPECT_EQ(line.name(), QStringLiteral("usb:16:jitter=8:seed=42"));
+    ASSERT_TRUE(LineModel::parse(QStringLiteral("usb:jitter=3"), &line));
+    EXPECT_EQ(line.usbPeriodMs(), 16);
+    EXPECT_EQ(line.usbJitterMs(), 3);
+    EXPECT_EQ(line.seed(), 0u);
+    // The plain name keeps its old meaning: no late packets.
+    ASSERT_TRUE(LineModel::parse(QStringLiteral("usb:16"), &line));
+    EXPECT_EQ(line.usbJitterMs(), 0);
+    EXPECT_EQ(LineModel::realistic().withSeed(7).name(), QStringLiteral("usb:16:jitter=8:seed=7"));
+}
+
+TEST(SimulatorLine, UsbLineDrawsAFreshSeedUnlessTheLineNamesOne) {
+    ScriptedInstrument sim;
+    sim.setLine(LineModel::realistic().withSeed(1234));
+    ASSERT_TRUE(sim.start());
+    EXPECT_EQ(sim.lineSeed(), 1234u);
+    sim.stop();
+    sim.setLine(LineModel::realistic());
+    ASSERT_TRUE(sim.start());
+    const quint32 first = sim.lineSeed();
+    sim.stop();
+    ASSERT_TRUE(sim.start());
+    // Two 32-bit draws from the system's entropy.
+    EXPECT_NE(sim.lineSeed(), first);
+}
+
+TEST(SimulatorLine, UsbLineWithLatePacketsHandsALongReplyOverWholeAndInOrder) {
+    ScriptedInstrument sim;
+    SerialHost host;
+    QByteArray reply;
+    for (int i = 0; i < 400; ++i)
+        reply += char('A' + i % 26);
+    // 400 bytes take about 417 ms at 9600 baud: some 26 packets, about half of them late.
+    ASSERT_TRUE(replyHeardWhole(sim, host, LineModel(LineModel::Usb, 16, 8), reply));
+    EXPECT_GE(host.chunks().size(), 10);
+    for (const SerialHost::Chunk& chunk : host.chunks())
+        EXPECT_LE(chunk.bytes.size(), 2 * LineModel::kUsbPacketBytes);
 }
 
 TEST(SimulatorLine, InstantLineHandsAReplyOverWholeAtOnce) {

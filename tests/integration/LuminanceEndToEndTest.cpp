@@ -5,8 +5,11 @@
 #include "LuminanceMeter.h"
 #include "LuminanceModel.h"
 
+#include <QTimer>
+
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <thread>
 
 namespace {
@@ -28,9 +31,44 @@ protected:
     }
 };
 
+// The same, with a host whose thread is busy most of the time: a timer of its own, run inside the
+// library's reads (their event loop is the host's), blocks that thread for 60 ms of every 70. The
+// replies' pieces then wait in the system and reach the library late and in groups.
+class LuminanceBusyHost : public LuminanceEndToEnd {
+protected:
+    void SetUp() override {
+        LuminanceEndToEnd::SetUp();
+        busy.setInterval(70);
+        QObject::connect(&busy, &QTimer::timeout,
+                         [] { std::this_thread::sleep_for(std::chrono::milliseconds(60)); });
+        busy.start();
+    }
+    void TearDown() override {
+        busy.stop();
+        LuminanceEndToEnd::TearDown();
+    }
+    QTimer busy;
+};
+
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(Lines, LuminanceEndToEnd, ::testing::ValuesIn(AllLines()), LineName);
+// Only where replies come in pieces: a whole reply cannot be cut by when it is processed.
+INSTANTIATE_TEST_SUITE_P(Lines, LuminanceBusyHost, ::testing::ValuesIn(RealisticLines()), LineName);
+
+TEST_P(LuminanceBusyHost, BinaryFramesArriveWholeSoTheMeterConnectsAtTheFirstHandshakeAndMeasures) {
+    MessageCapture log;
+    ASSERT_EQ(facade->Connect(), RESULT_OK);
+    // One handshake: no frame was cut, so none had to be sent again.
+    EXPECT_EQ(model.countReceived(frame(LuminanceTables().connectCommands[2])), 1);
+    // No piece of a frame, however many NUL bytes it starts with, was taken for nothing received.
+    EXPECT_EQ(log.count(QStringLiteral("NULL ")), 0);
+
+    EXPECT_EQ(facade->Measure(false), RESULT_OK);
+    EXPECT_EQ(watcher.count("finished"), 1);
+    EXPECT_EQ(facade->ReadLastestData(), 87.625);
+    EXPECT_EQ(log.count(QStringLiteral("NULL ")), 0);
+}
 
 TEST_P(LuminanceEndToEnd, DetectedAsTypeTwoAfterTheTextDriversFail) {
     ASSERT_EQ(facade->Connect(), RESULT_OK);

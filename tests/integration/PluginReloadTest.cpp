@@ -3,6 +3,7 @@
 // load must start from nothing and work as the first one did.
 #include "AnalyserModel.h"
 #include "IMinolta.h"
+#include "PluginHandle.h"
 #include "TestSupport.h"
 
 #include <QByteArray>
@@ -20,18 +21,6 @@
 
 namespace {
 
-typedef unsigned long (*CreateFn)(IMinolta**);
-typedef void (*SetCatalogueFn)(const char* const*, const char* const*, int);
-
-// Whether the plugin is mapped in this process right now (a probe that loads nothing).
-bool pluginIsLoaded() {
-    void* handle = dlopen(CHROMA_PLUGIN_PATH, RTLD_NOW | RTLD_NOLOAD);
-    if (!handle)
-        return false;
-    dlclose(handle);
-    return true;
-}
-
 // How many descriptors this process holds open on `device`.
 int descriptorsOn(const QString& device) {
     const QDir fds(QStringLiteral("/proc/self/fd"));
@@ -42,53 +31,12 @@ int descriptorsOn(const QString& device) {
     return n;
 }
 
-class Plugin {
-public:
-    Plugin() {
-        m_handle = dlopen(CHROMA_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
-        if (!m_handle) {
-            m_error = QString::fromLocal8Bit(dlerror());
-            return;
-        }
-        create = reinterpret_cast<CreateFn>(dlsym(m_handle, "CreateChromameterMinolta"));
-        setCatalogue = reinterpret_cast<SetCatalogueFn>(dlsym(m_handle, "ChromameterSetPortCatalogue"));
-    }
-    ~Plugin() { unload(); }
-
-    bool loaded() const { return m_handle != nullptr; }
-    QString error() const { return m_error; }
-
-    // Points the plugin's own detection at one simulated adapter.
-    void pointAt(const QString& path) const {
-        const QByteArray name = path.toUtf8();
-        const char* names[] = {name.constData()};
-        const char* descriptions[] = {"USB-Serial Controller"};
-        setCatalogue(names, descriptions, 1);
-    }
-
-    // dlclose's own result: 0 when the handle was released.
-    int unload() {
-        if (!m_handle)
-            return 0;
-        const int result = dlclose(m_handle);
-        m_handle = nullptr;
-        return result;
-    }
-
-    CreateFn create = nullptr;
-    SetCatalogueFn setCatalogue = nullptr;
-
-private:
-    void* m_handle = nullptr;
-    QString m_error;
-};
-
 // Everything a host does in one session with a freshly loaded plugin: create a facade, register a
 // watcher, connect to the analyser, measure, read, disconnect, delete the facade, unload.
 void loadUseAndUnload(AnalyserModel& sim, int round) {
     SCOPED_TRACE(round);
-    ASSERT_FALSE(pluginIsLoaded());
-    Plugin plugin;
+    ASSERT_FALSE(PluginHandle::isMapped());
+    PluginHandle plugin;
     ASSERT_TRUE(plugin.loaded()) << plugin.error().toStdString();
     ASSERT_NE(plugin.create, nullptr);
     ASSERT_NE(plugin.setCatalogue, nullptr);
@@ -116,13 +64,12 @@ void loadUseAndUnload(AnalyserModel& sim, int round) {
     // The measurement's worker runs the plugin's code until it has returned: a host unloads only
     // after it has ended.
     ASSERT_TRUE(waitUntil([&] { return processThreadCount() <= threadsBefore; }, 5000));
-    plugin.setCatalogue(nullptr, nullptr, -1);
+    plugin.restoreCatalogue();
     EXPECT_EQ(plugin.unload(), 0) << dlerror();
     // Really gone, not merely released: the next round maps it afresh.
-    EXPECT_FALSE(pluginIsLoaded());
-    // Whatever the unload left to the event loop (the port object's deferred deletion) runs now,
-    // with the plugin's code no longer mapped.
-    pumpEvents(100);
+    EXPECT_FALSE(PluginHandle::isMapped());
+    // The host's loop runs on with the plugin's code no longer mapped: nothing of it was left there.
+    runEventLoop(100);
 }
 
 } // namespace
@@ -145,7 +92,7 @@ TEST(PluginReload, UnloadingWhileConnectedClosesThePort) {
     ASSERT_FALSE(device.isEmpty());
     const int descriptorsBefore = descriptorsOn(device);
 
-    Plugin plugin;
+    PluginHandle plugin;
     ASSERT_TRUE(plugin.loaded()) << plugin.error().toStdString();
     plugin.pointAt(sim.portPath());
     IMinolta* facade = nullptr;
@@ -156,12 +103,12 @@ TEST(PluginReload, UnloadingWhileConnectedClosesThePort) {
     delete facade;
     EXPECT_EQ(descriptorsOn(device), descriptorsBefore + 1);
 
-    plugin.setCatalogue(nullptr, nullptr, -1);
+    plugin.restoreCatalogue();
     EXPECT_EQ(plugin.unload(), 0) << dlerror();
-    EXPECT_FALSE(pluginIsLoaded());
+    EXPECT_FALSE(PluginHandle::isMapped());
     // The detector's clearer ran at unload and closed the port.
     EXPECT_EQ(descriptorsOn(device), descriptorsBefore);
-    pumpEvents(100);
+    runEventLoop(100);
 
     // And a fresh load finds the instrument again.
     loadUseAndUnload(sim, 2);
@@ -171,7 +118,7 @@ TEST(PluginReload, UnloadingWhileAMeasurementWaitsStopsItFirst) {
     AnalyserModel sim;
     ASSERT_TRUE(sim.start());
     {
-        Plugin plugin;
+        PluginHandle plugin;
         ASSERT_TRUE(plugin.loaded()) << plugin.error().toStdString();
         plugin.pointAt(sim.portPath());
         IMinolta* facade = nullptr;
@@ -191,19 +138,19 @@ TEST(PluginReload, UnloadingWhileAMeasurementWaitsStopsItFirst) {
         delete facade;
 
         // Unloading stops the worker and waits until it has ended, before the code goes.
-        plugin.setCatalogue(nullptr, nullptr, -1);
+        plugin.restoreCatalogue();
         QElapsedTimer timer;
         timer.start();
         EXPECT_EQ(plugin.unload(), 0) << dlerror();
         const qint64 ms = timer.elapsed();
         std::cout << "unload with a measurement waiting took " << ms << " ms" << std::endl;
         EXPECT_LE(ms, 1000);
-        EXPECT_FALSE(pluginIsLoaded());
+        EXPECT_FALSE(PluginHandle::isMapped());
         // Its watchers heard the measurement fail, while the registry was still there.
         ASSERT_EQ(watcher.count(QStringLiteral("failed")), 1);
         EXPECT_EQ(watcher.events().back().code, RESULT_FAIL);
         EXPECT_LE(processThreadCount(), threadsBefore);
-        pumpEvents(100);
+        runEventLoop(100);
     }
 
     // A fresh load finds the instrument and measures with it.

@@ -4,6 +4,7 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QThread>
+#include <QTimer>
 
 bool waitUntil(const std::function<bool()>& pred, int timeoutMs) {
     QElapsedTimer timer;
@@ -19,4 +20,10 @@ bool waitUntil(const std::function<bool()>& pred, int timeoutMs) {
 
 void pumpEvents(int ms) {
     waitUntil([] { return false; }, ms);
+}
+
+void runEventLoop(int ms) {
+    QEventLoop loop;
+    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+    loop.exec();
 }

@@ -10,3 +10,6 @@
 bool waitUntil(const std::function<bool()>& pred, int timeoutMs);
 // Runs the calling thread's Qt event loop for ms milliseconds.
 void pumpEvents(int ms);
+// Runs a real event loop (QEventLoop::exec) for ms milliseconds, as a host's main loop runs: unlike
+// the waits above it also carries out deferred deletions (deleteLater) posted to this thread.
+void runEventLoop(int ms);

@@ -25,8 +25,8 @@ std::vector<FaultCase> EveryFamilyOnLines(const std::vector<LineModel>& lines);
 // The slow cells' lines: the instant line, and the USB one for the two families detection tries
 // first (quick to reach; the others would add every earlier trial's wait to each cell).
 std::vector<FaultCase> EveryFamilyOnSlowLines();
-// The last part of a cell's name: the line ("usb16") where the fixture names the family, or the
-// family and the line ("analyser_usb16") where one fixture serves several.
+// The last part of a cell's name: the line ("usb16jitter8") where the fixture names the family, or
+// the family and the line ("analyser_usb16jitter8") where one fixture serves several.
 std::string FaultLineName(const ::testing::TestParamInfo<FaultCase>& info);
 std::string FaultFamilyLineName(const ::testing::TestParamInfo<FaultCase>& info);
 void PrintTo(const FaultCase& cell, std::ostream* os);

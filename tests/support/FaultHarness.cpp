@@ -57,6 +57,8 @@ InstrumentModel& FaultCell::start(std::unique_ptr<InstrumentModel> custom) {
                       << SimFamilyProblem(m_family).toStdString();
     else if (!model->start())
         ADD_FAILURE() << "the simulated instrument could not start";
+    else
+        ShowLine(*model);
     if (m_model)
         retired().push_back(std::move(m_model));
     m_model = std::move(model);

@@ -22,6 +22,7 @@ protected:
     void SetUp() override {
         model.setLine(GetParam());
         ASSERT_TRUE(model.start());
+        ShowLine(model);
         m_scope.reset(new CatalogueScope({model.portPath()}));
     }
 

@@ -1,5 +1,9 @@
 #include "LineParams.h"
 
+#include "SimInstrument.h"
+
+#include <iostream>
+
 std::vector<LineModel> AllLines() {
     return {LineModel(LineModel::Instant), LineModel(LineModel::ByteWise), LineModel::realistic()};
 }
@@ -28,4 +32,12 @@ std::string LineName(const ::testing::TestParamInfo<LineModel>& info) {
 
 void PrintTo(const LineModel& line, std::ostream* os) {
     *os << line.name().toStdString();
+}
+
+void ShowLine(const SimInstrument& sim) {
+    const LineModel line = sim.line();
+    if (line.kind() != LineModel::Usb)
+        return;
+    std::cout << "line " << line.withSeed(sim.lineSeed()).name().toStdString() << std::endl;
+    ::testing::Test::RecordProperty("sim_line", line.withSeed(sim.lineSeed()).name().toStdString());
 }

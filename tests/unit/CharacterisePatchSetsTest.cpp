@@ -317,8 +317,40 @@ TEST(CharacteriseShowMethod, ParsesEachWayOfShowingAndKeepsTheCommandText) {
     EXPECT_EQ(method.command, "pgen --rgb {R8},{G8},{B8}");
     QString error;
     EXPECT_FALSE(ShowMethod::Parse("command:", &method, &error));
-    EXPECT_FALSE(ShowMethod::Parse("window", &method, &error));
-    EXPECT_TRUE(error.contains("window"));
+    ASSERT_TRUE(ShowMethod::Parse("Window", &method));
+    EXPECT_EQ(method.kind, ShowMethod::Kind::Window);
+    EXPECT_TRUE(method.command.isEmpty());
     EXPECT_FALSE(ShowMethod::Parse("projector", &method, &error));
     EXPECT_TRUE(error.contains("projector"));
+    EXPECT_EQ(method.kind, ShowMethod::Kind::Window); // a failed parse changes nothing
+}
+
+TEST(CharacteriseShowMethod, PatchSizeIsAPercentageOfTheScreenOrFull) {
+    double percent = 0.0;
+    ASSERT_TRUE(ShowMethod::ParsePatchSize("25", &percent));
+    EXPECT_DOUBLE_EQ(percent, 25.0);
+    ASSERT_TRUE(ShowMethod::ParsePatchSize("2.5%", &percent));
+    EXPECT_DOUBLE_EQ(percent, 2.5);
+    ASSERT_TRUE(ShowMethod::ParsePatchSize("full", &percent));
+    EXPECT_DOUBLE_EQ(percent, 100.0);
+    QString error;
+    for (const char* bad : {"0", "-5", "101", "half", ""}) {
+        percent = 7.0;
+        EXPECT_FALSE(ShowMethod::ParsePatchSize(bad, &percent, &error)) << bad;
+        EXPECT_TRUE(error.contains("--patch-size")) << bad;
+        EXPECT_DOUBLE_EQ(percent, 7.0) << bad;
+    }
+}
+
+TEST(CharacteriseShowMethod, BackgroundIsAGreyLevelFromZeroToOne) {
+    double level = -1.0;
+    ASSERT_TRUE(ShowMethod::ParseBackground("0.18", &level));
+    EXPECT_DOUBLE_EQ(level, 0.18);
+    ASSERT_TRUE(ShowMethod::ParseBackground("1", &level));
+    EXPECT_DOUBLE_EQ(level, 1.0);
+    QString error;
+    for (const char* bad : {"-0.1", "1.5", "grey", "nan"}) {
+        EXPECT_FALSE(ShowMethod::ParseBackground(bad, &level, &error)) << bad;
+        EXPECT_TRUE(error.contains("--background")) << bad;
+    }
 }

@@ -92,7 +92,62 @@ TEST(CliCharacteriseCommandLine, ShowTakesSimulatorManualOrACommand) {
     ASSERT_TRUE(r.ok());
     EXPECT_EQ(r.options.characterise.show.kind, ShowMethod::Kind::Manual);
     EXPECT_TRUE(errorOf({"characterise", "--show", "simulator"}).contains("--sim-display"));
-    EXPECT_TRUE(errorOf({"characterise", "--show", "window"}).contains("window"));
+    r = parse({"--simulate", "analyser", "--sim-display", "oled", "characterise", "--show", "window"});
+    ASSERT_TRUE(r.ok()) << qPrintable(r.error);
+    EXPECT_EQ(r.options.characterise.show.kind, ShowMethod::Kind::Window);
+    EXPECT_TRUE(r.options.needsWindowSystem());
+    EXPECT_TRUE(errorOf({"characterise", "--show", "projector"}).contains("projector"));
+}
+
+TEST(CliCharacteriseCommandLine, PatchWindowIsTheDefaultOnARealDisplayAndTheSimulatorsOtherwise) {
+    CommandLine::Result r = parse({"characterise"});
+    ASSERT_TRUE(r.ok()) << qPrintable(r.error);
+    EXPECT_EQ(r.options.characterise.show.kind, ShowMethod::Kind::Window);
+    EXPECT_TRUE(r.options.needsWindowSystem());
+    r = parse({"characterise", "--resume", "run.jsonl"});
+    ASSERT_TRUE(r.ok()) << qPrintable(r.error);
+    EXPECT_EQ(r.options.characterise.show.kind, ShowMethod::Kind::Window);
+    r = parse({"--simulate", "analyser", "--sim-display", "srgb-ideal", "characterise"});
+    ASSERT_TRUE(r.ok()) << qPrintable(r.error);
+    EXPECT_EQ(r.options.characterise.show.kind, ShowMethod::Kind::Simulator);
+    EXPECT_FALSE(r.options.needsWindowSystem());
+    r = parse({"characterise", "--show", "manual"});
+    EXPECT_FALSE(r.options.needsWindowSystem());
+    // Only the screens list and the patch window need a window system.
+    for (const char* command : {"ports", "detect", "measure"})
+        EXPECT_FALSE(parse({"--simulate", "analyser", command}).options.needsWindowSystem()) << command;
+    r = parse({"screens"});
+    ASSERT_TRUE(r.ok()) << qPrintable(r.error);
+    EXPECT_EQ(r.options.command, CliCommand::Screens);
+    EXPECT_TRUE(r.options.needsWindowSystem());
+}
+
+TEST(CliCharacteriseCommandLine, WindowTakesItsScreenPatchSizeAndBackground) {
+    CommandLine::Result r =
+        parse({"characterise", "--screen", "1", "--patch-size", "4.5", "--background", "0.25"});
+    ASSERT_TRUE(r.ok()) << qPrintable(r.error);
+    const ShowMethod& show = r.options.characterise.show;
+    EXPECT_EQ(show.screen, 1);
+    EXPECT_DOUBLE_EQ(show.patchPercent, 4.5);
+    EXPECT_DOUBLE_EQ(show.background, 0.25);
+    r = parse({"characterise", "--patch-size", "full"});
+    ASSERT_TRUE(r.ok()) << qPrintable(r.error);
+    EXPECT_DOUBLE_EQ(r.options.characterise.show.patchPercent, 100.0);
+    // Defaults: screen 0, a tenth of the screen, on black.
+    r = parse({"characterise", "--show", "window"});
+    EXPECT_EQ(r.options.characterise.show.screen, 0);
+    EXPECT_DOUBLE_EQ(r.options.characterise.show.patchPercent, 10.0);
+    EXPECT_DOUBLE_EQ(r.options.characterise.show.background, 0.0);
+
+    EXPECT_TRUE(errorOf({"characterise", "--screen", "-1"}).contains("--screen"));
+    EXPECT_TRUE(errorOf({"characterise", "--patch-size", "0"}).contains("--patch-size"));
+    EXPECT_TRUE(errorOf({"characterise", "--background", "2"}).contains("--background"));
+    // They are the window's: another way of showing takes none of them.
+    EXPECT_TRUE(errorOf({"characterise", "--show", "manual", "--screen", "1"}).contains("--show window"));
+    EXPECT_TRUE(
+        errorOf({"--simulate", "analyser", "--sim-display", "oled", "characterise", "--background", "0.5"})
+            .contains("--background"));
+    EXPECT_TRUE(errorOf({"measure", "--patch-size", "5"}).contains("option of characterise"));
 }
 
 TEST(CliCharacteriseCommandLine, ResumeAndRetakeKeepTheirJournalsSettings) {
@@ -133,9 +188,13 @@ TEST(CliCharacteriseCommandLine, ItsOptionsBelongToItAlone) {
 
 TEST(CliCharacteriseCommandLine, HelpListsEveryOptionAndTheInterruptedStatus) {
     const QString help = CommandLine::UsageText();
-    for (const char* option :
-         {"characterise", "--patches", "--order", "--settle", "--show", "--save", "--resume", "--retake",
-          "--ids", "--retries", "--white-every", "--normalise-drift", "--target-space", "--target-white",
-          "--target-eotf", "--ti3", "--sim-display", "130"})
+    for (const char* option : {"characterise",   "--patches",      "--order",
+                               "--settle",       "--show",         "--save",
+                               "--resume",       "--retake",       "--ids",
+                               "--retries",      "--white-every",  "--normalise-drift",
+                               "--target-space", "--target-white", "--target-eotf",
+                               "--ti3",          "--sim-display",  "130",
+                               "window",         "--screen",       "--patch-size",
+                               "--background",   "screens",        "Esc"})
         EXPECT_TRUE(help.contains(option)) << option;
 }
