@@ -17,8 +17,10 @@ public:
     using LineWriter = std::function<void(const QString&)>;
 
     struct Settings {
+        // The USB line both with its timer alone and as the realistic line has it (random phase,
+        // packets late at random).
         std::vector<LineModel> lines{LineModel(LineModel::Instant), LineModel(LineModel::ByteWise),
-                                     LineModel::realistic()};
+                                     LineModel(LineModel::Usb), LineModel::realistic()};
         QString display = QStringLiteral("srgb-ideal");
         int settleMs = 200;
         // The luminance meter takes 2.5 to 4 s a reading on a cable: it gets the shorter set.
