@@ -2,6 +2,7 @@
 // the protocols' own waits impose. Prints one line per figure; see bench/RESULTS.md for a real run.
 
 #include "AnalyserModel.h"
+#include "CharacterisationBench.h"
 #include "ChromameterDetector.h"
 #include "ChromameterMinoltaApi.h"
 #include "InstrumentFamilies.h"
@@ -520,6 +521,8 @@ int main(int argc, char** argv) {
 
     QCoreApplication app(argc, argv);
     qInstallMessageHandler(quietMessages);
+    if (const int status = CharacterisationBench::Main(app.arguments(), line); status >= 0)
+        return status;
     Settings settings;
     if (app.arguments().contains(QStringLiteral("--quick"))) {
         // A smoke run for development; its figures are not the recorded ones.
@@ -576,6 +579,9 @@ int main(int argc, char** argv) {
         const QString memoryLines = QString::fromUtf8(memory.readAllStandardOutput()).trimmed();
         line(memoryLines.isEmpty() ? QStringLiteral("memory: the memory process printed nothing")
                                    : memoryLines);
+        const bool quick = app.arguments().contains(QStringLiteral("--quick"));
+        CharacterisationBench(CharacterisationBench::ForRun(quick), line)
+            .Run(app.applicationFilePath(), quick);
     }
 
     ChromameterSetPortCatalogue(nullptr, nullptr, -1);

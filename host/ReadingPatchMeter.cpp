@@ -9,7 +9,8 @@ ReadingPatchMeter::ReadingPatchMeter(ReadingTaker& taker, const InstrumentInfo& 
 
 bool ReadingPatchMeter::Measure(PatchReading* out, QString* error) {
     Reading reading;
-    m_taker.take(&reading, m_timeoutSec);
+    // A patch's figures need Lv and x, y alone.
+    m_taker.take(&reading, m_timeoutSec, ReadingTaker::Values::LvXy);
     if (!reading.ok()) {
         out->result = quint32(reading.result);
         if (error)

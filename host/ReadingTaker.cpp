@@ -103,7 +103,7 @@ void ReadingTaker::startLuminanceMeasurement() {
     });
 }
 
-void ReadingTaker::readColourValues(Reading* reading) {
+void ReadingTaker::readColourValues(Reading* reading, Values values) {
     IMinolta* minolta = m_session.minolta();
     SChromameterMeasureData data = {0.0f, 0.0f, 0.0f, 0.0f};
     const unsigned long result = minolta->ReadLvXy(data);
@@ -117,7 +117,7 @@ void ReadingTaker::readColourValues(Reading* reading) {
     reading->x = data.x;
     reading->y = data.y;
     reading->Tcp = data.Tcp;
-    if (!m_session.instrument().givesMeasureData)
+    if (values == Values::LvXy || !m_session.instrument().givesMeasureData)
         return;
     double* v = reading->measureData;
     const unsigned long more = minolta->ReadMeasureData(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
@@ -128,7 +128,7 @@ void ReadingTaker::readColourValues(Reading* reading) {
     }
 }
 
-bool ReadingTaker::take(Reading* reading, double timeoutSec) {
+bool ReadingTaker::take(Reading* reading, double timeoutSec, Values values) {
     const InstrumentInfo& info = m_session.instrument();
     m_outcome = Outcome::Pending;
     m_failCode = 0;
@@ -171,7 +171,7 @@ bool ReadingTaker::take(Reading* reading, double timeoutSec) {
         }
         break;
     case Outcome::Finished:
-        readColourValues(reading);
+        readColourValues(reading, values);
         break;
     case Outcome::Pending:
         break;

@@ -24,9 +24,13 @@ public:
     // rather not wait for a reading it gave up on (leftWorkBehind) ends the process instead.
     ~ReadingTaker() override;
 
+    // What a reading brings back: every value the family gives, or Lv and x, y alone (the further
+    // values of the spectroradiometer cost an exchange of their own, over 100 ms a reading).
+    enum class Values { All, LvXy };
+
     // Measures and fills `reading`'s result, error and values (not its index and times). False when
     // no outcome came within `timeoutSec` and the reading was given up on.
-    bool take(Reading* reading, double timeoutSec);
+    bool take(Reading* reading, double timeoutSec, Values values = Values::All);
     // Whether the library still works on something that was given up on (a reading that timed out):
     // the process must then end without waiting for it.
     bool leftWorkBehind() const { return m_leftWorkBehind; }
@@ -35,7 +39,7 @@ private:
     enum class Outcome { Pending, Finished, Failed, LuminanceRead, TimedOut };
 
     Outcome waitForOutcome(double timeoutSec);
-    void readColourValues(Reading* reading);
+    void readColourValues(Reading* reading, Values values);
     void startLuminanceMeasurement();
     void settle(Outcome outcome);
     // Waits for the read-out thread, if any, with the event loop turning; then joins it.

@@ -1,4 +1,5 @@
 #include "IMinolta.h"
+#include "InstrumentModel.h"
 #include "InstrumentSession.h"
 #include "ReadingTaker.h"
 #include "StatusConsole.h"
@@ -51,6 +52,30 @@ TEST_F(CliReadingTaker, ColourInstrumentReadingCarriesTheSimulatorsValues) {
     EXPECT_NEAR(reading.x, 0.3127, 1e-4);
     EXPECT_NEAR(reading.y, 0.3290, 1e-4);
     EXPECT_FALSE(taker.leftWorkBehind());
+}
+
+TEST_F(CliReadingTaker, SpectroradiometerReadingAsksForItsFurtherValuesOnlyWhenAllAreWanted) {
+    ASSERT_NO_FATAL_FAILURE(connectTo("spectro"));
+    ASSERT_TRUE(session->instrument().givesMeasureData);
+    InstrumentModel* model = session->simulator();
+    ReadingTaker taker(*session, console);
+
+    model->clearRecord();
+    Reading all;
+    EXPECT_TRUE(taker.take(&all, 10.0));
+    EXPECT_EQ(all.result, RESULT_OK) << qPrintable(all.error);
+    EXPECT_EQ(model->countReceived("MEDR,2,0,0"), 1);
+    EXPECT_NEAR(all.measureData[3], 120.5, 1e-3);
+
+    model->clearRecord();
+    Reading lvXy;
+    EXPECT_TRUE(taker.take(&lvXy, 10.0, ReadingTaker::Values::LvXy));
+    EXPECT_EQ(lvXy.result, RESULT_OK) << qPrintable(lvXy.error);
+    EXPECT_EQ(model->countReceived("MEAS,1"), 1);
+    EXPECT_EQ(model->countReceived("MEDR,2,0,0"), 0);
+    EXPECT_NEAR(lvXy.Lv, 120.5, 1e-3);
+    EXPECT_NEAR(lvXy.x, 0.3127, 1e-4);
+    EXPECT_EQ(lvXy.measureData[3], 0.0);
 }
 
 TEST_F(CliReadingTaker, LuminanceMeterReadingComesFromItsReadOutThread) {
