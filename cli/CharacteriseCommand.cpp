@@ -4,10 +4,10 @@
 #include "CharacteriseRun.h"
 #include "CommandPatchDisplay.h"
 #include "Cti3File.h"
-#include "Figures.h"
 #include "InstrumentModel.h"
 #include "InstrumentSession.h"
 #include "InterruptNotifier.h"
+#include "JournalFigures.h"
 #include "ManualPatchDisplay.h"
 #include "ProgressText.h"
 #include "ReadingPatchMeter.h"
@@ -15,7 +15,6 @@
 #include "RunPlan.h"
 #include "SimulatorPatchDisplay.h"
 #include "StatusConsole.h"
-#include "Target.h"
 
 #include <QDir>
 #include <QTextStream>
@@ -170,17 +169,14 @@ int CharacteriseCommand::run(InstrumentSession& session) {
 }
 
 bool CharacteriseCommand::writeResults(const JournalContents& contents) {
-    const RunSettings& s = contents.header.settings;
-    Target target;
-    QString error;
-    if (!Target::Parse(s.targetSpace, s.targetWhite, s.targetEotf, &target, &error)) {
-        m_console.line(QStringLiteral("chromameter: the run's target: ") + error);
-        return false;
-    }
     FiguresSettings figuresSettings;
     figuresSettings.normaliseDrift = m_settings.normaliseDrift;
-    const CharacterisationFigures figures =
-        ComputeFigures(contents.header.patches, contents.readings, target, figuresSettings);
+    CharacterisationFigures figures;
+    QString error;
+    if (!FiguresFromJournal(contents, figuresSettings, &figures, &error)) {
+        m_console.line(QStringLiteral("chromameter: ") + error);
+        return false;
+    }
     QString text;
     QTextStream out(&text);
     MakeCharacterisationWriter(m_settings.format)->Write(figures, out);
