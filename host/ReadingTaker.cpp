@@ -55,6 +55,11 @@ void ReadingTaker::settle(Outcome outcome) {
         m_wait->quit();
 }
 
+void ReadingTaker::interrupt() {
+    if (m_measuring && m_outcome == Outcome::Pending)
+        settle(Outcome::Interrupted);
+}
+
 ReadingTaker::Outcome ReadingTaker::waitForOutcome(double timeoutSec) {
     if (m_outcome != Outcome::Pending)
         return m_outcome;
@@ -148,6 +153,11 @@ bool ReadingTaker::take(Reading* reading, double timeoutSec) {
         reading->error = QStringLiteral("no result within %1 s").arg(timeoutSec);
         m_leftWorkBehind = true;
         break;
+    case Outcome::Interrupted:
+        reading->result = RESULT_FAIL;
+        reading->error = QStringLiteral("interrupted");
+        m_leftWorkBehind = true;
+        break;
     case Outcome::Failed:
         reading->result = m_failCode;
         reading->error = ResultCodeMeaning(m_failCode);
@@ -176,5 +186,5 @@ bool ReadingTaker::take(Reading* reading, double timeoutSec) {
     case Outcome::Pending:
         break;
     }
-    return outcome != Outcome::TimedOut;
+    return outcome != Outcome::TimedOut && outcome != Outcome::Interrupted;
 }

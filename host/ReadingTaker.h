@@ -27,12 +27,15 @@ public:
     // Measures and fills `reading`'s result, error and values (not its index and times). False when
     // no outcome came within `timeoutSec` and the reading was given up on.
     bool take(Reading* reading, double timeoutSec);
+    // Gives up on the reading being waited for at once (a host's Ctrl-C): take() returns false as
+    // after a time-out. Call it on the thread that called take(), from inside its wait.
+    void interrupt();
     // Whether the library still works on something that was given up on (a reading that timed out):
     // the process must then end without waiting for it.
     bool leftWorkBehind() const { return m_leftWorkBehind; }
 
 private:
-    enum class Outcome { Pending, Finished, Failed, LuminanceRead, TimedOut };
+    enum class Outcome { Pending, Finished, Failed, LuminanceRead, TimedOut, Interrupted };
 
     Outcome waitForOutcome(double timeoutSec);
     void readColourValues(Reading* reading);
