@@ -20,6 +20,9 @@ void SignalWatch::check() {
     if (m_raised)
         return;
     pybind11::gil_scoped_acquire gil;
+    // An exception already pending (a show callable's) is the caller's to throw; leave it be.
+    if (PyErr_Occurred())
+        return;
     if (PyErr_CheckSignals() != 0) {
         m_raised = true;
         m_timer.stop();
