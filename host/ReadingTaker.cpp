@@ -16,15 +16,27 @@ ReadingTaker::ReadingTaker(InstrumentSession& session, StatusConsole& console, Q
     if (session.instrument().polledReading)
         return;
     connect(session.watcher(), &HostWatcher::measureFinished, this, [this] {
+        if (endAbandoned())
+            return;
         if (m_measuring && m_outcome == Outcome::Pending)
             settle(Outcome::Finished);
     });
     connect(session.watcher(), &HostWatcher::measureFailed, this, [this](unsigned long code) {
-        if (!m_measuring || m_outcome != Outcome::Pending)
+        if (endAbandoned() || !m_measuring || m_outcome != Outcome::Pending)
             return;
         m_failCode = code;
         settle(Outcome::Failed);
     });
+}
+
+bool ReadingTaker::endAbandoned() {
+    if (!m_abandoned)
+        return false;
+    // The outcome of the reading given up on: it belongs to no reading taken now.
+    m_abandoned = false;
+    if (m_measuring && m_outcome == Outcome::Pending)
+        settle(Outcome::Finished);
+    return true;
 }
 
 ReadingTaker::~ReadingTaker() {
@@ -135,6 +147,23 @@ void ReadingTaker::readColourValues(Reading* reading) {
 
 bool ReadingTaker::take(Reading* reading, double timeoutSec) {
     const InstrumentInfo& info = m_session.instrument();
+    if (m_abandoned) {
+        // A colour reading given up on before (a time-out, an interrupt) still runs in the library:
+        // its outcome comes first, and must not pass for this reading's.
+        m_outcome = Outcome::Pending;
+        m_measuring = true;
+        const Outcome earlier = waitForOutcome(timeoutSec);
+        m_measuring = false;
+        if (earlier == Outcome::TimedOut || earlier == Outcome::Interrupted) {
+            m_abandoned = false;
+            reading->result = RESULT_FAIL;
+            reading->error = earlier == Outcome::Interrupted
+                                 ? QStringLiteral("interrupted")
+                                 : QStringLiteral("the reading given up on before gave no result within %1 s")
+                                       .arg(timeoutSec);
+            return false;
+        }
+    }
     m_outcome = Outcome::Pending;
     m_failCode = 0;
     m_luminance = 0.0;
@@ -152,11 +181,13 @@ bool ReadingTaker::take(Reading* reading, double timeoutSec) {
         reading->result = RESULT_FAIL;
         reading->error = QStringLiteral("no result within %1 s").arg(timeoutSec);
         m_leftWorkBehind = true;
+        m_abandoned = !info.polledReading;
         break;
     case Outcome::Interrupted:
         reading->result = RESULT_FAIL;
         reading->error = QStringLiteral("interrupted");
         m_leftWorkBehind = true;
+        m_abandoned = !info.polledReading;
         break;
     case Outcome::Failed:
         reading->result = m_failCode;

@@ -41,6 +41,8 @@ private:
     void readColourValues(Reading* reading);
     void startLuminanceMeasurement();
     void settle(Outcome outcome);
+    // Takes a watcher's outcome for the colour reading given up on, if one is still owed; true then.
+    bool endAbandoned();
     // Waits for the read-out thread, if any, with the event loop turning; then joins it.
     void finishHelper();
 
@@ -52,6 +54,7 @@ private:
     bool m_luminanceMeasureFailed = false;
     bool m_measuring = false;
     bool m_leftWorkBehind = false;
+    bool m_abandoned = false; // a colour reading given up on has not told its outcome yet
     std::thread m_helper;
     std::atomic<bool> m_helperDone{true};
     QEventLoop* m_wait = nullptr;

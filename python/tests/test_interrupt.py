@@ -115,3 +115,20 @@ def test_other_python_threads_run_while_a_measurement_waits():
     # A one-second measurement: the thread ticked through it, not only before or after.
     assert end - start > 0.5
     assert len(during) > 0.5 * (end - start) / 0.01
+
+
+def test_a_reading_after_an_interrupted_one_is_a_new_measurement_not_the_interrupted_ones_outcome():
+    # A slow measurement lasts about a second; the one interrupted goes on in the library.
+    with chromameter.Instrument(simulate="analyser", sim_fault="slow", sim_line="instant", timeout=30) as meter:
+        timer, sent = interrupt_after(0.2)
+        try:
+            with pytest.raises(KeyboardInterrupt):
+                meter.measure()
+        finally:
+            timer.cancel()
+        start = time.monotonic()
+        reading = meter.measure()
+        took = time.monotonic() - start
+    assert reading.status == 0
+    # The rest of the interrupted measurement (about 0.8 s), then a whole one of its own (about 1 s).
+    assert took > 1.5
