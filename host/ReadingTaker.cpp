@@ -16,15 +16,27 @@ ReadingTaker::ReadingTaker(InstrumentSession& session, StatusConsole& console, Q
     if (session.instrument().polledReading)
         return;
     connect(session.watcher(), &HostWatcher::measureFinished, this, [this] {
+        if (endAbandoned())
+            return;
         if (m_measuring && m_outcome == Outcome::Pending)
             settle(Outcome::Finished);
     });
     connect(session.watcher(), &HostWatcher::measureFailed, this, [this](unsigned long code) {
-        if (!m_measuring || m_outcome != Outcome::Pending)
+        if (endAbandoned() || !m_measuring || m_outcome != Outcome::Pending)
             return;
         m_failCode = code;
         settle(Outcome::Failed);
     });
+}
+
+bool ReadingTaker::endAbandoned() {
+    if (!m_abandoned)
+        return false;
+    // The outcome of the reading given up on: it belongs to no reading taken now.
+    m_abandoned = false;
+    if (m_measuring && m_outcome == Outcome::Pending)
+        settle(Outcome::Finished);
+    return true;
 }
 
 ReadingTaker::~ReadingTaker() {
@@ -53,6 +65,11 @@ void ReadingTaker::settle(Outcome outcome) {
     m_outcome = outcome;
     if (m_wait)
         m_wait->quit();
+}
+
+void ReadingTaker::interrupt() {
+    if (m_measuring && m_outcome == Outcome::Pending)
+        settle(Outcome::Interrupted);
 }
 
 ReadingTaker::Outcome ReadingTaker::waitForOutcome(double timeoutSec) {
@@ -130,6 +147,23 @@ void ReadingTaker::readColourValues(Reading* reading, Values values) {
 
 bool ReadingTaker::take(Reading* reading, double timeoutSec, Values values) {
     const InstrumentInfo& info = m_session.instrument();
+    if (m_abandoned) {
+        // A colour reading given up on before (a time-out, an interrupt) still runs in the library:
+        // its outcome comes first, and must not pass for this reading's.
+        m_outcome = Outcome::Pending;
+        m_measuring = true;
+        const Outcome earlier = waitForOutcome(timeoutSec);
+        m_measuring = false;
+        if (earlier == Outcome::TimedOut || earlier == Outcome::Interrupted) {
+            m_abandoned = false;
+            reading->result = RESULT_FAIL;
+            reading->error = earlier == Outcome::Interrupted
+                                 ? QStringLiteral("interrupted")
+                                 : QStringLiteral("the reading given up on before gave no result within %1 s")
+                                       .arg(timeoutSec);
+            return false;
+        }
+    }
     m_outcome = Outcome::Pending;
     m_failCode = 0;
     m_luminance = 0.0;
@@ -147,6 +181,13 @@ bool ReadingTaker::take(Reading* reading, double timeoutSec, Values values) {
         reading->result = RESULT_FAIL;
         reading->error = QStringLiteral("no result within %1 s").arg(timeoutSec);
         m_leftWorkBehind = true;
+        m_abandoned = !info.polledReading;
+        break;
+    case Outcome::Interrupted:
+        reading->result = RESULT_FAIL;
+        reading->error = QStringLiteral("interrupted");
+        m_leftWorkBehind = true;
+        m_abandoned = !info.polledReading;
         break;
     case Outcome::Failed:
         reading->result = m_failCode;
@@ -176,5 +217,5 @@ bool ReadingTaker::take(Reading* reading, double timeoutSec, Values values) {
     case Outcome::Pending:
         break;
     }
-    return outcome != Outcome::TimedOut;
+    return outcome != Outcome::TimedOut && outcome != Outcome::Interrupted;
 }

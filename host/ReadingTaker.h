@@ -31,17 +31,22 @@ public:
     // Measures and fills `reading`'s result, error and values (not its index and times). False when
     // no outcome came within `timeoutSec` and the reading was given up on.
     bool take(Reading* reading, double timeoutSec, Values values = Values::All);
+    // Gives up on the reading being waited for at once (a host's Ctrl-C): take() returns false as
+    // after a time-out. Call it on the thread that called take(), from inside its wait.
+    void interrupt();
     // Whether the library still works on something that was given up on (a reading that timed out):
     // the process must then end without waiting for it.
     bool leftWorkBehind() const { return m_leftWorkBehind; }
 
 private:
-    enum class Outcome { Pending, Finished, Failed, LuminanceRead, TimedOut };
+    enum class Outcome { Pending, Finished, Failed, LuminanceRead, TimedOut, Interrupted };
 
     Outcome waitForOutcome(double timeoutSec);
     void readColourValues(Reading* reading, Values values);
     void startLuminanceMeasurement();
     void settle(Outcome outcome);
+    // Takes a watcher's outcome for the colour reading given up on, if one is still owed; true then.
+    bool endAbandoned();
     // Waits for the read-out thread, if any, with the event loop turning; then joins it.
     void finishHelper();
 
@@ -53,6 +58,7 @@ private:
     bool m_luminanceMeasureFailed = false;
     bool m_measuring = false;
     bool m_leftWorkBehind = false;
+    bool m_abandoned = false; // a colour reading given up on has not told its outcome yet
     std::thread m_helper;
     std::atomic<bool> m_helperDone{true};
     QEventLoop* m_wait = nullptr;

@@ -11,14 +11,15 @@ install_dependencies() {
             exit 1
         fi
         local pkg
-        for pkg in cmake ninja pkg-config qt@5 googletest little-cms2; do
+        for pkg in cmake ninja pkg-config qt@5 googletest little-cms2 pybind11; do
             brew list "$pkg" >/dev/null 2>&1 || brew install "$pkg"
         done
         export CMAKE_PREFIX_PATH="$(brew --prefix qt@5)${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}"
         return
     fi
     local wanted=(cmake ninja-build g++ make pkg-config binutils qtbase5-dev libqt5serialport5-dev
-        liblcms2-dev libgtest-dev libgmock-dev locales "$@")
+        liblcms2-dev libgtest-dev libgmock-dev locales python3-dev python3-pytest pybind11-dev
+        python3-pybind11 "$@")
     local missing=() pkg
     for pkg in "${wanted[@]}"; do
         dpkg -s "$pkg" >/dev/null 2>&1 || missing+=("$pkg")

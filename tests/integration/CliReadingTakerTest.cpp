@@ -6,6 +6,7 @@
 #include "TestSupport.h"
 
 #include <QElapsedTimer>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -121,4 +122,44 @@ TEST_F(CliReadingTaker, AReadingAfterOneGivenUpOnWaitsForThatReadOutAndThenSucce
     EXPECT_TRUE(taker.take(&next, 10.0));
     EXPECT_EQ(next.result, RESULT_OK) << qPrintable(next.error);
     EXPECT_NEAR(next.Lv, 120.5, 1e-3);
+}
+
+TEST_F(CliReadingTaker, AColourReadingAfterOneGivenUpOnIsANewMeasurementNotTheGivenUpOnesOutcome) {
+    ASSERT_NO_FATAL_FAILURE(connectTo("analyser", "slow"));
+    ReadingTaker taker(*session, console);
+    // How long one whole (slow) measurement takes here.
+    QElapsedTimer clock;
+    clock.start();
+    Reading whole;
+    ASSERT_TRUE(taker.take(&whole, 10.0));
+    ASSERT_EQ(whole.result, RESULT_OK) << qPrintable(whole.error);
+    const qint64 measureMs = clock.elapsed();
+    Reading givenUp;
+    EXPECT_FALSE(taker.take(&givenUp, 0.05));
+    ASSERT_EQ(givenUp.result, RESULT_FAIL);
+    // The first measurement's outcome comes first and is not this reading's: this one takes the
+    // rest of the first and a whole measurement of its own.
+    clock.restart();
+    Reading next;
+    EXPECT_TRUE(taker.take(&next, 10.0));
+    EXPECT_EQ(next.result, RESULT_OK) << qPrintable(next.error);
+    EXPECT_GT(clock.elapsed(), measureMs + measureMs / 2);
+}
+
+TEST_F(CliReadingTaker, InterruptGivesUpOnTheReadingAtOnceAndTheNextReadingSucceeds) {
+    ASSERT_NO_FATAL_FAILURE(connectTo("analyser", "slow"));
+    ReadingTaker taker(*session, console);
+    QTimer::singleShot(100, &taker, [&taker] { taker.interrupt(); });
+    QElapsedTimer clock;
+    clock.start();
+    Reading reading;
+    EXPECT_FALSE(taker.take(&reading, 30.0));
+    EXPECT_LT(clock.elapsed(), 500);
+    EXPECT_EQ(reading.result, RESULT_FAIL);
+    EXPECT_EQ(reading.error, QStringLiteral("interrupted"));
+    EXPECT_TRUE(taker.leftWorkBehind());
+    // The instrument measures again afterwards (once the interrupted measurement has ended).
+    Reading next;
+    EXPECT_TRUE(taker.take(&next, 10.0));
+    EXPECT_EQ(next.result, RESULT_OK) << qPrintable(next.error);
 }
