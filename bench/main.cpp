@@ -4,6 +4,7 @@
 #include "AnalyserModel.h"
 #include "ChromameterDetector.h"
 #include "ChromameterMinoltaApi.h"
+#include "HintedDetectionBench.h"
 #include "InstrumentFamilies.h"
 #include "InstrumentModel.h"
 #include "JingceModel.h"
@@ -348,9 +349,11 @@ WireMinimum wireMinimum(int type, InstrumentModel* model) {
     case 3:
         return {3, int(static_cast<PhotoResearchModel*>(model)->reportLine().size()),
                 QStringLiteral("M1 + report")};
-    default:
+    case 4:
         return {4, int(static_cast<JingceModel*>(model)->measurementLine(0).size()),
                 QStringLiteral("MES + values")};
+    default:
+        return {-1, -1, QStringLiteral("no instrument family has type %1").arg(type)};
     }
 }
 
@@ -538,6 +541,17 @@ int main(int argc, char** argv) {
     const bool usbOnly = app.arguments().contains(QStringLiteral("--usb-only"));
     if (usbOnly)
         settings.lines = {LineModel::realistic()};
+    // Detection with a host's hint alone, on every line model.
+    if (app.arguments().contains(QStringLiteral("--hint-only"))) {
+        line(QStringLiteral("# chromameter-bench --hint-only"));
+        line(QStringLiteral("date: %1").arg(QDateTime::currentDateTimeUtc().toString(Qt::ISODate)));
+        line(QStringLiteral("machine: %1").arg(MachineText()));
+        std::unique_ptr<IMinolta> facade = newFacade();
+        BenchHintedDetection(settings.lines, settings.detectionRuns, facade.get());
+        ChromameterSetPortCatalogue(nullptr, nullptr, -1);
+        line(QStringLiteral("load average at the end: %1").arg(LoadAverageText()));
+        return 0;
+    }
     if (memoryProcess) {
         std::unique_ptr<IMinolta> facade = newFacade();
         benchMemory(settings, facade.get());
@@ -562,6 +576,7 @@ int main(int argc, char** argv) {
 
     std::unique_ptr<IMinolta> facade = newFacade();
     benchDetection(settings, facade.get());
+    BenchHintedDetection(settings.lines, settings.detectionRuns, facade.get());
     benchLatency(settings, facade.get());
     if (!usbOnly)
         benchWaitCost(settings, facade.get());
