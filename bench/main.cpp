@@ -38,7 +38,8 @@ struct Settings {
                                  LineModel::realistic()};
     int detectionRuns = 3;
     int latencySamples = 100;
-    // On the realistic lines: half as many, to keep the run within ten minutes.
+    // On the realistic lines: half as many, to keep the run short (about eleven minutes with the
+    // hinted detection rows).
     int latencySamplesOnLine = 50;
     int waitSeconds = 30;
     std::vector<int> memoryCheckpoints{10, 100, 1000};
