@@ -113,7 +113,9 @@ int MeasureReadWaitMs(int type) {
         return PhotoResearchBudgets::kPoll.waitMs; // "M1"
     case 4:
         return JingceBudgets::kMeasure.waitMs; // "MES"
+    case 2:
+        return 0; // the luminance meter measures on the caller's thread: no worker waits
     default:
-        return 0;
+        return -1; // no family has this type
     }
 }

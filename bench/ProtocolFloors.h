@@ -52,5 +52,6 @@ int LockedLatencyFloorMs(int instrumentMs, int waitMs);
 // real cable the line time (and a USB latency timer) can push the first piece past the first read,
 // into the sleep. Returns the milliseconds from the last piece to the callback.
 double WorkerReadFloorMs(double firstMs, double lastMs, int waitMs);
-// The wait between reply reads of the family's measurement (the driver's interval).
+// The wait between reply reads of the family's measurement (the driver's interval); 0 for the
+// luminance meter, which measures on the caller's thread; -1 for a type no family has.
 int MeasureReadWaitMs(int type);

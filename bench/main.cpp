@@ -5,6 +5,7 @@
 #include "CharacterisationBench.h"
 #include "ChromameterDetector.h"
 #include "ChromameterMinoltaApi.h"
+#include "HintedDetectionBench.h"
 #include "InstrumentFamilies.h"
 #include "InstrumentModel.h"
 #include "JingceModel.h"
@@ -38,7 +39,8 @@ struct Settings {
                                  LineModel::realistic()};
     int detectionRuns = 3;
     int latencySamples = 100;
-    // On the realistic lines: half as many, to keep the run within ten minutes.
+    // On the realistic lines: half as many, to keep the run short (about eleven minutes with the
+    // hinted detection rows).
     int latencySamplesOnLine = 50;
     int waitSeconds = 30;
     std::vector<int> memoryCheckpoints{10, 100, 1000};
@@ -349,9 +351,11 @@ WireMinimum wireMinimum(int type, InstrumentModel* model) {
     case 3:
         return {3, int(static_cast<PhotoResearchModel*>(model)->reportLine().size()),
                 QStringLiteral("M1 + report")};
-    default:
+    case 4:
         return {4, int(static_cast<JingceModel*>(model)->measurementLine(0).size()),
                 QStringLiteral("MES + values")};
+    default:
+        return {-1, -1, QStringLiteral("no instrument family has type %1").arg(type)};
     }
 }
 
@@ -541,6 +545,17 @@ int main(int argc, char** argv) {
     const bool usbOnly = app.arguments().contains(QStringLiteral("--usb-only"));
     if (usbOnly)
         settings.lines = {LineModel::realistic()};
+    // Detection with a host's hint alone, on every line model.
+    if (app.arguments().contains(QStringLiteral("--hint-only"))) {
+        line(QStringLiteral("# chromameter-bench --hint-only"));
+        line(QStringLiteral("date: %1").arg(QDateTime::currentDateTimeUtc().toString(Qt::ISODate)));
+        line(QStringLiteral("machine: %1").arg(MachineText()));
+        std::unique_ptr<IMinolta> facade = newFacade();
+        BenchHintedDetection(settings.lines, settings.detectionRuns, facade.get());
+        ChromameterSetPortCatalogue(nullptr, nullptr, -1);
+        line(QStringLiteral("load average at the end: %1").arg(LoadAverageText()));
+        return 0;
+    }
     if (memoryProcess) {
         std::unique_ptr<IMinolta> facade = newFacade();
         benchMemory(settings, facade.get());
@@ -565,6 +580,7 @@ int main(int argc, char** argv) {
 
     std::unique_ptr<IMinolta> facade = newFacade();
     benchDetection(settings, facade.get());
+    BenchHintedDetection(settings.lines, settings.detectionRuns, facade.get());
     benchLatency(settings, facade.get());
     if (!usbOnly)
         benchWaitCost(settings, facade.get());

@@ -32,6 +32,8 @@ const OptionRule kOptions[] = {
     {"--port", true, Scope::Global},
     {"--catalogue", true, Scope::Global},
     {"--trace", false, Scope::Global},
+    {"--family", true, Scope::Global},
+    {"--no-remember", false, Scope::Global},
     {"--help", false, Scope::Global},
     {"--version", false, Scope::Global},
     {"--format", true, Scope::AnyCommand},
@@ -247,6 +249,14 @@ CommandLine::Result CommandLine::Parse(const QStringList& args) {
             o.session.port = value;
         } else if (name == QLatin1String("--catalogue")) {
             o.session.catalogue = value;
+        } else if (name == QLatin1String("--family")) {
+            if (value.isEmpty()) {
+                result.error = QStringLiteral("--family needs a family name");
+                return result;
+            }
+            o.session.family = value;
+        } else if (name == QLatin1String("--no-remember")) {
+            o.session.remember = false;
         } else if (name == QLatin1String("--trace")) {
             o.session.trace = true;
         } else if (name == QLatin1String("--help")) {
@@ -671,6 +681,11 @@ QString CommandLine::UsageText() {
         "  --port NAME         detection tries this port only\n"
         "  --catalogue FILE    use the ports listed in FILE, one per line as NAME, a tab and a\n"
         "                      description, instead of the system's list\n"
+        "  --family NAME       connect only to this family (spectro, analyser, luminance,\n"
+        "                      photoresearch or jingce), which detection tries first\n"
+        "  --no-remember       neither use nor keep the last connection (family and port, kept in\n"
+        "                      $XDG_CACHE_HOME/chromameter/last-connection) that makes detection\n"
+        "                      try the same instrument first\n"
         "  --trace             print the library's diagnostics and the serial traffic to stderr\n"
         "  --help, --version\n"
         "\n"

@@ -15,7 +15,7 @@ public:
 
     unsigned long Connect() override;
     unsigned long Disconnect() override;
-    // Starts a measurement on a detached worker thread and returns 0 at once; the flag has no
+    // Starts a measurement on a worker thread and returns 0 at once; the flag has no
     // meaning for this instrument.
     unsigned long Measure(bool flag) override;
     // Always -1.0: hosts poll it only to make the driver fetch the values (see ReadLvXy).

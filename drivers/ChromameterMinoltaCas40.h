@@ -5,7 +5,8 @@
 #include <QMutex>
 
 // Minolta colour analyser: line-feed-terminated "COM", "ZRC", "MDS", "MES" commands at 9600 baud.
-// Measurements run on a detached worker thread; results go to the watchers of CMinoltaVistor.
+// Measurements run on a worker thread (tracked, so it can be stopped and joined); results go to the
+// watchers of CMinoltaVistor.
 class CChromameterMinoltaCas40 : public IChromameter, public IMinolta {
 public:
     CChromameterMinoltaCas40();

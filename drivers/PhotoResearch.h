@@ -28,7 +28,8 @@ public:
     unsigned long SendData(const char* command);
     // Stores Lv, x, y of a report produced by `command`; other commands are accepted unparsed.
     unsigned long DealResultData(const char* reply, const char* command);
-    // The detached measurement worker; `param` is the driver, which must outlive it.
+    // The measurement worker (a tracked thread of CDriverWorkers); `param` is the driver, which must
+    // outlive it.
     static unsigned long MeasureThread(void* param);
 
 protected:

@@ -3,6 +3,7 @@
 #include "ChromameterMinoltaApi.h"
 #include "HostWatcher.h"
 #include "InstrumentModel.h"
+#include "LastConnection.h"
 #include "SimFamilies.h"
 #include "SimReadingText.h"
 #include "StatusConsole.h"
@@ -11,11 +12,13 @@
 #include "VirtualDisplay.h"
 #include "drivers/InstrumentFamilies.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QSerialPortInfo>
 #include <QStringList>
 #include <QTextStream>
+#include <QVector>
 
 namespace {
 // The family detection recorded: the facade keeps its driver's type number in IMinolta's protected
@@ -42,6 +45,14 @@ void pointDetectionAt(const PortListing& port) {
     const char* names[1] = {name.constData()};
     const char* descriptions[1] = {description.constData()};
     ChromameterSetPortCatalogue(names, descriptions, 1);
+}
+
+int familyType(const QString& name) {
+    for (const InstrumentFamily& family : kInstrumentFamilies) {
+        if (name == QLatin1String(family.name))
+            return family.type;
+    }
+    return -1;
 }
 } // namespace
 
@@ -165,12 +176,74 @@ int InstrumentSession::prepare() {
     return Ok;
 }
 
+QString InstrumentSession::lastConnectionFile() const {
+    return m_settings.lastConnectionFile.isEmpty() ? LastConnection::DefaultPath()
+                                                   : m_settings.lastConnectionFile;
+}
+
+int InstrumentSession::hintDetection() {
+    int type = -1;
+    if (!m_settings.family.isEmpty()) {
+        type = familyType(m_settings.family);
+    } else if (m_settings.remember) {
+        LastConnection last;
+        QString note;
+        if (LastConnection::Read(lastConnectionFile(), &last, &note)) {
+            type = familyType(last.family);
+            if (!last.port.isEmpty()) {
+                // The port it was found on is tried first; one no longer listed is no reason to fail.
+                int at = -1;
+                for (int i = 0; i < m_ports.size() && at < 0; ++i) {
+                    if (m_ports[i].path == last.port || m_ports[i].name == last.port)
+                        at = i;
+                }
+                if (at >= 0)
+                    m_ports.move(at, 0);
+                else
+                    m_console.line(QStringLiteral("chromameter: note: the last connection's port %1 is not "
+                                                  "listed now; trying every port")
+                                       .arg(last.port));
+            }
+        } else if (!note.isEmpty()) {
+            m_console.line(QStringLiteral("chromameter: note: ") + note + QStringLiteral("; ignored"));
+        }
+    }
+    // This host scans its ports one at a time itself: the hint names only the family.
+    QVector<int> families;
+    if (type >= 0)
+        families.append(type);
+    ChromameterSetDetectionHint(families.constData(), families.size(), nullptr);
+    if (type >= 0)
+        TraceLog::Session(
+            QStringLiteral("detection hint: %1 first").arg(QLatin1String(kInstrumentFamilies[type].name)));
+    return type;
+}
+
+void InstrumentSession::rememberConnection() {
+    if (!m_settings.remember)
+        return;
+    LastConnection last;
+    last.family = m_info.family;
+    // A simulator's pseudo-terminal is a new path every run: only its family is worth keeping.
+    last.port = m_model ? QString() : m_info.port;
+    QString error;
+    if (!LastConnection::Write(lastConnectionFile(), last, &error))
+        m_console.line(QStringLiteral("chromameter: note: ") + error);
+}
+
 int InstrumentSession::detect() {
     if (!m_minolta) {
         CreateChromameterMinolta(&m_minolta);
         m_watcher = new HostWatcher(this);
         m_minolta->RegisterWatcher(m_watcher);
     }
+    const int onlyType = m_settings.family.isEmpty() ? -1 : familyType(m_settings.family);
+    if (!m_settings.family.isEmpty() && onlyType < 0) {
+        m_console.line(
+            QStringLiteral("chromameter: --family: no family is named \"%1\"").arg(m_settings.family));
+        return UsageError;
+    }
+    hintDetection();
     QList<PortListing> tried;
     int skipped = 0;
     // The library scans its port list in order and keeps the first port where an instrument answers;
@@ -184,12 +257,29 @@ int InstrumentSession::detect() {
         pointDetectionAt(port);
         m_console.startProgress(
             QStringLiteral("looking for the instrument on %1").arg(QFileInfo(port.name).fileName()));
+        QElapsedTimer connectTime;
+        connectTime.start();
         const unsigned long result = m_minolta->Connect();
         m_console.stopProgress();
+        TraceLog::Session(
+            QStringLiteral("connect on %1: %2 in %3 ms")
+                .arg(port.path, result == RESULT_OK ? QStringLiteral("found") : QStringLiteral("nothing"))
+                .arg(connectTime.elapsed()));
         if (result != RESULT_OK)
             continue;
-        m_connected = true;
         const int type = DetectedType::of(m_minolta);
+        if (onlyType >= 0 && type != onlyType) {
+            // Another family answered after the one asked for had not: this is not the instrument
+            // the user named.
+            m_connected = true;
+            disconnect();
+            const InstrumentFamily* found = InstrumentFamilyOf(type);
+            m_console.line(QStringLiteral("chromameter: the %1 family did not answer on %2 (a %3 did)")
+                               .arg(m_settings.family, port.path,
+                                    found ? QLatin1String(found->title) : QLatin1String("instrument")));
+            return NotFound;
+        }
+        m_connected = true;
         m_info.type = type;
         const InstrumentFamily* family = InstrumentFamilyOf(type);
         m_info.family = family ? QString::fromLatin1(family->name) : QStringLiteral("unknown");
@@ -199,6 +289,8 @@ int InstrumentSession::detect() {
         m_info.givesTcp = m_settings.readTcp && InstrumentFamilyCan(type, CapColourTemperature);
         m_info.givesMeasureData = InstrumentFamilyCan(type, CapMeasureData);
         m_info.polledReading = InstrumentFamilyCan(type, CapPolledReading);
+        if (family)
+            rememberConnection();
         return Ok;
     }
 
@@ -221,6 +313,13 @@ int InstrumentSession::detect() {
             reason += QStringLiteral(" (%1 other port%2 skipped; see chromameter ports)")
                           .arg(skipped)
                           .arg(skipped == 1 ? QString() : QStringLiteral("s"));
+    }
+    if (onlyType >= 0 && !tried.isEmpty()) {
+        QStringList names;
+        for (const PortListing& port : tried)
+            names << port.path;
+        reason = QStringLiteral("the %1 family did not answer on %2")
+                     .arg(m_settings.family, names.join(QStringLiteral(", ")));
     }
     m_console.line(QStringLiteral("chromameter: no instrument found: ") + reason);
     return NotFound;

@@ -47,6 +47,10 @@ public:
 private:
     bool readCatalogue(QString* error);
     void restrictToPort();
+    QString lastConnectionFile() const;
+    // Tells detection which family to try first (--family, or the last connection); the type, or -1.
+    int hintDetection();
+    void rememberConnection();
 
     SessionSettings m_settings;
     StatusConsole& m_console;

@@ -54,6 +54,12 @@ void TraceLog::Traffic(const char* direction, const QString& text) {
         console->line(stamped(QStringLiteral("serial:  %1 %2").arg(QLatin1String(direction), text)));
 }
 
+void TraceLog::Session(const QString& text) {
+    StatusConsole* console = g_console.load();
+    if (g_trace.load() && console)
+        console->line(stamped(QStringLiteral("session: %1").arg(text)));
+}
+
 void TraceLog::SetBeforeLibraryLine(std::function<void()> hook) {
     g_beforeLibraryLine = std::move(hook);
 }

@@ -15,6 +15,8 @@ public:
     static void Uninstall();
     // Writes a line of serial traffic, when tracing.
     static void Traffic(const char* direction, const QString& text);
+    // Writes a line of the host's own, when tracing.
+    static void Session(const QString& text);
     static bool IsTracing();
     // Called before each library line is written, on the thread that logs it: a traffic tap
     // reports what went over the line first, so the log keeps the order of events.

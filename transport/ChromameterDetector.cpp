@@ -1,18 +1,16 @@
 #include "ChromameterDetector.h"
 
-#include "ChromameterMinolta.h"
-#include "ChromameterMinoltaCas40.h"
-#include "ChromameterWuHanJingCe.h"
+#include "DetectionHint.h"
 #include "DriverWorkers.h"
+#include "FamilyDriverFactory.h"
 #include "HostCallGuard.h"
 #include "InstrumentFamilies.h"
-#include "LuminanceMeter.h"
-#include "PhotoResearch.h"
 #include "PortCatalogue.h"
 #include "PortFilter.h"
 
 #include <QByteArray>
 #include <QCoreApplication>
+#include <QDebug>
 #include <QMetaType>
 #include <QThread>
 
@@ -88,15 +86,27 @@ bool CChromameterDetector::DetectByNumber(int* port) {
     return *port > 0;
 }
 
+namespace {
+bool tryFamilies(CChromameterDetector& detector, const QString& portName, const QVector<int>& order);
+} // namespace
+
 int CChromameterDetector::FindProlificComNumber() {
     // A measurement still running on the current driver ends before its driver and port are reused.
     stopWorkers(&m_port);
+    // One look at the host's hint for the whole scan: a hint set meanwhile applies from the next one.
+    const DetectionHint hint = DetectionHintSnapshot();
+    const QVector<int> order = FamilyTrialOrder(hint.families);
+    bool hintedPortListed = false;
+    const QList<QPair<QString, QString>> ports =
+        PortsHintedFirst(PortCatalogueEntries(), hint.port, &hintedPortListed);
+    if (!hint.port.isEmpty() && !hintedPortListed)
+        qDebug().noquote()
+            << QStringLiteral("detection hint: port %1 is not in the list, ignored").arg(hint.port);
     int result = -1;
-    const QList<QPair<QString, QString>> ports = PortCatalogueEntries();
     for (const auto& entry : ports) {
         if (ClassifyPort(entry.first, entry.second) != PortVerdict::Candidate)
             continue;
-        if (TryConnect(CandidatePortPath(entry.first))) {
+        if (tryFamilies(*this, CandidatePortPath(entry.first), order)) {
             result = 1;
             break;
         }
@@ -105,21 +115,6 @@ int CChromameterDetector::FindProlificComNumber() {
 }
 
 namespace {
-IMinolta* createDriver(int type) {
-    switch (type) {
-    case 0:
-        return new CChromameterMinolta();
-    case 1:
-        return new CChromameterMinoltaCas40();
-    case 2:
-        return new CLuminanceMeter();
-    case 3:
-        return new CPhotoResearch();
-    default:
-        return new CChromameterWuHanJingCe();
-    }
-}
-
 // Opens the port for a trial: the line speed given, 8 data bits, no parity, one stop bit, no flow
 // control.
 bool openAt(SerialPortCross& port, const QString& portName, int baud) {
@@ -128,40 +123,51 @@ bool openAt(SerialPortCross& port, const QString& portName, int baud) {
 }
 } // namespace
 
-bool CChromameterDetector::TryConnect(QString portName) {
-    stopWorkers(&m_port);
-    m_nInstrumentType = -1;
-    if (m_port.IsOpen())
-        m_port.Close();
-    // The families are tried in type order on one open port; the port is reopened only where a
-    // family talks at another line speed (the Jingce colorimeter, at 115200 baud, comes last).
-    int openBaud = kInstrumentFamilies[0].baud;
-    if (!openAt(m_port, portName, openBaud))
-        return false;
-    // Nothing the previous conversation left unread (a reply still crossing when its read gave up, on
-    // this port or another) may pass for an answer to the trials.
-    m_port.DiscardInput();
-    for (const InstrumentFamily& family : kInstrumentFamilies) {
+namespace {
+// The families' trials on one port, in `order`. The port stays open across trials at one line speed
+// and is reopened only where the next family talks at another (in the plain order only the Jingce
+// colorimeter, at 115200 baud, which comes last).
+bool tryFamilies(CChromameterDetector& detector, const QString& portName, const QVector<int>& order) {
+    SerialPortCross& port = detector.m_port;
+    stopWorkers(&port);
+    detector.m_nInstrumentType = -1;
+    if (port.IsOpen())
+        port.Close();
+    int openBaud = 0;
+    for (int type : order) {
+        const InstrumentFamily& family = *InstrumentFamilyOf(type);
         if (family.baud != openBaud) {
-            if (m_port.IsOpen())
-                m_port.Close();
+            if (port.IsOpen())
+                port.Close();
             // A failed reopen keeps the driver that failed last.
-            if (!openAt(m_port, portName, family.baud))
+            if (!openAt(port, portName, family.baud))
                 return false;
             openBaud = family.baud;
-            m_port.DiscardInput();
+            // Nothing the previous conversation left unread (a reply still crossing when its read gave
+            // up, on this port or another) may pass for an answer to the trials.
+            port.DiscardInput();
         }
         // A watcher told of a trial's connection may already have started a measurement on it.
-        if (m_pMinolta)
-            dropDriver(&m_pMinolta, &m_port);
-        m_pMinolta = createDriver(family.type);
-        if (m_pMinolta->Connect() == 0) {
-            m_nInstrumentType = family.type;
+        if (detector.m_pMinolta)
+            dropDriver(&detector.m_pMinolta, &port);
+        qDebug().noquote() << QStringLiteral("detection tries %1 (type %2) at %3 baud on %4")
+                                  .arg(QLatin1String(family.name))
+                                  .arg(family.type)
+                                  .arg(family.baud)
+                                  .arg(portName);
+        detector.m_pMinolta = CreateFamilyDriver(family.type);
+        if (detector.m_pMinolta && detector.m_pMinolta->Connect() == 0) {
+            detector.m_nInstrumentType = family.type;
             return true;
         }
     }
-    m_port.Close();
+    port.Close();
     return false;
+}
+} // namespace
+
+bool CChromameterDetector::TryConnect(QString portName) {
+    return tryFamilies(*this, portName, FamilyTrialOrder(DetectionHintSnapshot().families));
 }
 
 void CChromameterDetector::ReleaseMinolta() {

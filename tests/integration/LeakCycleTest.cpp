@@ -72,7 +72,8 @@ protected:
         pumpEvents(50);
     }
 
-    // A measurement's worker is detached: the next step waits until its thread has really ended,
+    // A measurement's worker ends on its own after notifying: the next step waits until its thread has
+    // really ended,
     // so nothing it still holds can pass for a leak and no driver is deleted under it.
     bool waitForWorkerEnd() {
         return waitUntil([&] { return threadCount() <= baselineThreads; }, 5000);

@@ -50,11 +50,12 @@ QStringList exportedSymbols(QString* error) {
     return names;
 }
 
-// What a host may see: the two C entry points, the detector class (its members, the nested clearer,
+// What a host may see: the three C entry points, the detector class (its members, the nested clearer,
 // its meta-object, vtable and type information).
 bool isContractSymbol(const QString& mangled) {
     if (mangled == QLatin1String("CreateChromameterMinolta") ||
-        mangled == QLatin1String("ChromameterSetPortCatalogue"))
+        mangled == QLatin1String("ChromameterSetPortCatalogue") ||
+        mangled == QLatin1String("ChromameterSetDetectionHint"))
         return true;
     const QString name = demangle(mangled.toLatin1());
     for (const char* prefix :
@@ -129,9 +130,10 @@ TEST(PluginExports, HostEntryPointsAndDetectorHelpersAreExported) {
     for (const QString& symbol : symbols)
         names.append(demangle(symbol.toLatin1()));
     for (const char* wanted :
-         {"CreateChromameterMinolta", "ChromameterSetPortCatalogue", "CChromameterDetector::GetInstance()",
-          "CChromameterDetector::ReleaseMinolta()", "CChromameterDetector::ReleaseBuf(char**)",
-          "CChromameterDetector::m_pInstance", "CChromameterDetector::m_clear"})
+         {"CreateChromameterMinolta", "ChromameterSetPortCatalogue", "ChromameterSetDetectionHint",
+          "CChromameterDetector::GetInstance()", "CChromameterDetector::ReleaseMinolta()",
+          "CChromameterDetector::ReleaseBuf(char**)", "CChromameterDetector::m_pInstance",
+          "CChromameterDetector::m_clear"})
         EXPECT_TRUE(names.contains(QLatin1String(wanted))) << wanted;
     // The internal classes stay inside.
     for (const QString& name : names) {
@@ -169,6 +171,29 @@ TEST(PluginExports, HostLoadingThePluginFindsAndUsesItsEntryPoints) {
     EXPECT_FALSE(facade->IsConnected());
     EXPECT_EQ(facade->UnregisterWatcher(&watcher), 1ul);
     delete facade;
+    plugin.setCatalogue(nullptr, nullptr, -1);
+}
+
+TEST(PluginExports, HostLoadingThePluginHintsItsDetection) {
+    LoadedPlugin plugin = loadPlugin();
+    ASSERT_NE(plugin.handle, nullptr);
+    using SetHintFn = void (*)(const int*, int, const char*);
+    const auto setHint = reinterpret_cast<SetHintFn>(dlsym(plugin.handle, "ChromameterSetDetectionHint"));
+    ASSERT_NE(setHint, nullptr) << dlerror();
+
+    auto sim = StartScriptedAnalyser();
+    pointAt(plugin.setCatalogue, sim->portPath());
+    const int analyser[] = {1};
+    setHint(analyser, 1, nullptr);
+    IMinolta* facade = nullptr;
+    ASSERT_EQ(plugin.create(&facade), RESULT_OK);
+    ASSERT_EQ(facade->Connect(), RESULT_OK);
+    // The analyser was asked first: the spectroradiometer's probe never went out.
+    EXPECT_TRUE(sim->received().startsWith("COM,1\n")) << sim->received().toStdString();
+    EXPECT_EQ(sim->countReceived("STR,4"), 0);
+    EXPECT_EQ(facade->Disconnect(), RESULT_OK);
+    delete facade;
+    setHint(nullptr, 0, nullptr);
     plugin.setCatalogue(nullptr, nullptr, -1);
 }
 

@@ -252,8 +252,11 @@ bool FaultCell::holdsFamilyDriver() const {
         return dynamic_cast<CLuminanceMeter*>(held) != nullptr;
     case 3:
         return dynamic_cast<CPhotoResearch*>(held) != nullptr;
-    default:
+    case 4:
         return dynamic_cast<CChromameterWuHanJingCe*>(held) != nullptr;
+    default:
+        ADD_FAILURE() << "no instrument family has type " << familyType();
+        return false;
     }
 }
 

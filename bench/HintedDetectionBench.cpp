@@ -1,0 +1,123 @@
+#include "HintedDetectionBench.h"
+
+#include "ChromameterDetector.h"
+#include "ChromameterMinoltaApi.h"
+#include "InstrumentFamilies.h"
+#include "InstrumentModel.h"
+#include "ProtocolFloors.h"
+#include "SimFamilies.h"
+
+#include <QElapsedTimer>
+#include <QString>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+void line(const QString& text) {
+    std::printf("%s\n", text.toUtf8().constData());
+    std::fflush(stdout);
+}
+
+double median(std::vector<double> values) {
+    if (values.empty())
+        return 0.0;
+    std::sort(values.begin(), values.end());
+    return values[(values.size() - 1) / 2];
+}
+
+// The median of `runs` detections of the family `type` on a fresh simulator on `cable`, with `hint`
+// set (empty: none). *missed counts the runs that did not find it.
+double detectionMs(IMinolta* facade, int type, const LineModel& cable, const std::vector<int>& hint, int runs,
+                   int* missed) {
+    ChromameterSetDetectionHint(hint.data(), int(hint.size()), nullptr);
+    std::vector<double> ms;
+    for (int run = 0; run < runs; ++run) {
+        std::unique_ptr<InstrumentModel> model = CreateFamilyModel(SimFamilyName(type));
+        if (model)
+            model->setLine(cable);
+        if (!model || !model->start()) {
+            ++*missed;
+            continue;
+        }
+        const QByteArray name = model->portPath().toUtf8();
+        const char* names[] = {name.constData()};
+        const char* descriptions[] = {"USB-Serial Controller"};
+        ChromameterSetPortCatalogue(names, descriptions, 1);
+        QElapsedTimer timer;
+        timer.start();
+        const unsigned long rc = facade->Connect();
+        ms.push_back(double(timer.nsecsElapsed()) / 1e6);
+        if (rc != RESULT_OK || CChromameterDetector::GetInstance()->m_nInstrumentType != type)
+            ++*missed;
+        facade->Disconnect();
+    }
+    ChromameterSetDetectionHint(nullptr, 0, nullptr);
+    return median(ms);
+}
+
+// The family's own handshake answered at once on `cable`: its detection floor without the trials
+// of the families before it.
+double ownHandshakeFloorMs(int type, const LineModel& cable) {
+    double ms = DetectionFloorMs(type, cable);
+    for (int before = 0; before < type; ++before)
+        ms -= SilentTrialMs(kInstrumentFamilies[before]);
+    return ms;
+}
+
+QString goalText(bool met) {
+    return met ? QStringLiteral("goal met") : QStringLiteral("GOAL MISSED");
+}
+
+QString missedText(int missed) {
+    return missed ? QStringLiteral(" (%1 runs did not detect the family!)").arg(missed) : QString();
+}
+
+} // namespace
+
+void BenchHintedDetection(const std::vector<LineModel>& lines, int runs, IMinolta* facade) {
+    line(QStringLiteral("## 1b. Detection with a hint (median of %1 runs). Right hint: the attached family "
+                        "named; floor = its own handshake answered at once on the line. Wrong hint: the "
+                        "Jingce colorimeter named, the analyser attached; bound = the plain detection "
+                        "measured in the same run + the Jingce trial's failing budget")
+             .arg(runs));
+    for (const LineModel& cable : lines) {
+        for (const InstrumentFamily& family : kInstrumentFamilies) {
+            int missed = 0;
+            const double ms = detectionMs(facade, family.type, cable, {family.type}, runs, &missed);
+            const double floor = ownHandshakeFloorMs(family.type, cable);
+            const double ratio = ms / floor;
+            line(QStringLiteral("detection, right hint %1 (type %2) %3: median %4 ms, floor %5 ms, ratio %6 "
+                                "[goal <= 1.10: %7]%8")
+                     .arg(QLatin1String(family.name), -13)
+                     .arg(family.type)
+                     .arg(cable.name(), -8)
+                     .arg(ms, 0, 'f', 1)
+                     .arg(floor, 0, 'f', 1)
+                     .arg(ratio, 0, 'f', 3)
+                     .arg(goalText(ratio <= 1.10))
+                     .arg(missedText(missed)));
+        }
+        const int attached = 1;
+        const InstrumentFamily& hinted = kInstrumentFamilies[4];
+        int missed = 0;
+        const double plain = detectionMs(facade, attached, cable, {}, runs, &missed);
+        const double wrong = detectionMs(facade, attached, cable, {hinted.type}, runs, &missed);
+        const double bound = plain + SilentTrialMs(hinted);
+        const double ratio = wrong / bound;
+        line(QStringLiteral("detection, wrong hint %1 with analyser attached %2: median %3 ms, plain %4 ms + "
+                            "%5 failing budget %6 ms = %7 ms, ratio %8 [goal <= 1.10: %9]%10")
+                 .arg(QLatin1String(hinted.name))
+                 .arg(cable.name(), -8)
+                 .arg(wrong, 0, 'f', 1)
+                 .arg(plain, 0, 'f', 1)
+                 .arg(QLatin1String(hinted.name))
+                 .arg(SilentTrialMs(hinted))
+                 .arg(bound, 0, 'f', 1)
+                 .arg(ratio, 0, 'f', 3)
+                 .arg(goalText(ratio <= 1.10))
+                 .arg(missedText(missed)));
+    }
+}
