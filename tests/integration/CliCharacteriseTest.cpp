@@ -3,6 +3,7 @@
 // stderr and the journal a run leaves behind.
 
 #include "Journal.h"
+#include "ProgramRun.h"
 #include "VirtualDisplay.h"
 
 #include <QByteArray>
@@ -25,55 +26,20 @@ namespace {
 const QString kCli = QStringLiteral(CHROMA_BINARY_DIR "/cli/chromameter");
 const QString kSim = QStringLiteral(CHROMA_BINARY_DIR "/simulator/tool/chromameter-sim");
 
-struct ProcessRun {
-    bool finished = false;
-    int exitCode = -1;
-    QProcess::ExitStatus exitStatus = QProcess::CrashExit;
-    QByteArray out;
-    QByteArray err;
-};
-
 ProcessRun chromameter(const QStringList& args, const QString& workDir = QString(), int timeoutMs = 120000) {
-    QProcess process;
-    if (!workDir.isEmpty())
-        process.setWorkingDirectory(workDir);
-    process.start(kCli, args);
-    ProcessRun result;
-    if (!process.waitForStarted(10000))
-        return result;
-    result.finished = process.waitForFinished(timeoutMs);
-    if (!result.finished) {
-        process.kill();
-        process.waitForFinished(5000);
-    }
-    result.exitCode = process.exitCode();
-    result.exitStatus = process.exitStatus();
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    return result;
+    ProgramRunOptions options;
+    options.workDir = workDir;
+    options.timeoutMs = timeoutMs;
+    return RunProgram(kCli, args, options);
 }
 
 // Runs chromameter until its progress on stderr shows `marker`, then sends it `signal`.
 ProcessRun stopAt(const QStringList& args, const QString& marker, int signal) {
-    QProcess process;
-    process.start(kCli, args);
-    ProcessRun result;
-    if (!process.waitForStarted(10000))
-        return result;
-    QElapsedTimer clock;
-    clock.start();
-    while (!result.err.contains(marker.toUtf8()) && clock.elapsed() < 60000 &&
-           process.state() != QProcess::NotRunning) {
-        process.waitForReadyRead(50);
-        result.err += process.readAllStandardError();
-    }
-    ::kill(pid_t(process.processId()), signal);
-    result.finished = process.waitForFinished(30000);
-    result.exitCode = process.exitCode();
-    result.exitStatus = process.exitStatus();
-    result.err += process.readAllStandardError();
-    result.out = process.readAllStandardOutput();
-    return result;
+    ProgramRunOptions options;
+    options.timeoutMs = 30000;
+    options.stopMarker = marker.toUtf8();
+    options.stopSignal = signal;
+    return RunProgram(kCli, args, options);
 }
 
 QJsonObject characterisation(const ProcessRun& run) {

@@ -2,6 +2,7 @@
 // window` ask for one, every other command runs where there is no display at all.
 
 #include "Journal.h"
+#include "ProgramRun.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -17,14 +18,6 @@
 namespace {
 const QString kCli = QStringLiteral(CHROMA_BINARY_DIR "/cli/chromameter");
 
-struct ProcessRun {
-    bool finished = false;
-    int exitCode = -1;
-    QProcess::ExitStatus exitStatus = QProcess::CrashExit;
-    QByteArray out;
-    QByteArray err;
-};
-
 // The environment with no display and no Qt platform named, as on a server or over ssh; `platform`
 // names one when given.
 QProcessEnvironment withoutDisplay(const QString& platform = QString()) {
@@ -39,32 +32,12 @@ QProcessEnvironment withoutDisplay(const QString& platform = QString()) {
 // Runs chromameter; with `stopMarker`, sends SIGINT once stderr shows it.
 ProcessRun chromameter(const QStringList& args, const QProcessEnvironment& env,
                        const QByteArray& stopMarker = QByteArray()) {
-    QProcess process;
-    process.setProcessEnvironment(env);
-    process.start(kCli, args);
-    ProcessRun result;
-    if (!process.waitForStarted(10000))
-        return result;
-    if (!stopMarker.isEmpty()) {
-        QElapsedTimer clock;
-        clock.start();
-        while (!result.err.contains(stopMarker) && clock.elapsed() < 60000 &&
-               process.state() != QProcess::NotRunning) {
-            process.waitForReadyRead(50);
-            result.err += process.readAllStandardError();
-        }
-        ::kill(pid_t(process.processId()), SIGINT);
-    }
-    result.finished = process.waitForFinished(60000);
-    if (!result.finished) {
-        process.kill();
-        process.waitForFinished(5000);
-    }
-    result.exitCode = process.exitCode();
-    result.exitStatus = process.exitStatus();
-    result.out = process.readAllStandardOutput();
-    result.err += process.readAllStandardError();
-    return result;
+    ProgramRunOptions options;
+    options.timeoutMs = 60000;
+    options.hasEnvironment = true;
+    options.environment = env;
+    options.stopMarker = stopMarker;
+    return RunProgram(kCli, args, options);
 }
 } // namespace
 

@@ -1,6 +1,7 @@
 // "chromameter report" and the page and profile of "chromameter characterise", as a user runs them:
 // the built program on the simulator's virtual display, then the saved run made into outputs again.
 
+#include "ProgramRun.h"
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -14,28 +15,10 @@
 namespace {
 const QString kCli = QStringLiteral(CHROMA_BINARY_DIR "/cli/chromameter");
 
-struct ProcessRun {
-    bool finished = false;
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
 ProcessRun chromameter(const QStringList& args) {
-    QProcess process;
-    process.start(kCli, args);
-    ProcessRun result;
-    if (!process.waitForStarted(10000))
-        return result;
-    result.finished = process.waitForFinished(120000);
-    if (!result.finished) {
-        process.kill();
-        process.waitForFinished(5000);
-    }
-    result.exitCode = process.exitCode();
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    return result;
+    ProgramRunOptions options;
+    options.timeoutMs = 120000;
+    return RunProgram(kCli, args, options);
 }
 
 QJsonObject characterisation(const QByteArray& out) {

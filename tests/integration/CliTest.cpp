@@ -2,6 +2,7 @@
 // processes, on the built-in simulator or on a chromameter-sim instance, and are judged by their exit
 // status, their JSON, CSV and table output and the SVG they draw.
 
+#include "ProgramRun.h"
 #include <QByteArray>
 #include <QDir>
 #include <QElapsedTimer>
@@ -24,30 +25,10 @@ namespace {
 const QString kCli = QStringLiteral(CHROMA_BINARY_DIR "/cli/chromameter");
 const QString kSim = QStringLiteral(CHROMA_BINARY_DIR "/simulator/tool/chromameter-sim");
 
-struct ProcessRun {
-    bool finished = false;
-    int exitCode = -1;
-    QProcess::ExitStatus exitStatus = QProcess::CrashExit;
-    QByteArray out;
-    QByteArray err;
-};
-
 ProcessRun run(const QString& program, const QStringList& args, int timeoutMs = 90000) {
-    QProcess process;
-    process.start(program, args);
-    ProcessRun result;
-    if (!process.waitForStarted(10000))
-        return result;
-    result.finished = process.waitForFinished(timeoutMs);
-    if (!result.finished) {
-        process.kill();
-        process.waitForFinished(5000);
-    }
-    result.exitCode = process.exitCode();
-    result.exitStatus = process.exitStatus();
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    return result;
+    ProgramRunOptions options;
+    options.timeoutMs = timeoutMs;
+    return RunProgram(program, args, options);
 }
 
 ProcessRun chromameter(const QStringList& args, int timeoutMs = 90000) {
