@@ -213,5 +213,5 @@ bool CharacteriseCommand::writeResults(const JournalContents& contents) {
         m_console.line(QStringLiteral("chromameter: the run's target: ") + error);
         return false;
     }
-    return WriteCharacterisationOutputs(contents, target, m_settings, m_console);
+    return WriteCharacterisationOutputs(contents, target, m_settings.outputs(), m_console);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CharacterisationOutputSettings.h"
 #include "OutputFormat.h"
 #include "RunSettings.h"
 #include "ShowMethod.h"
@@ -25,4 +26,17 @@ struct CharacteriseCommandSettings {
     int iccVersion = 2;       // --icc-version 2 (writes 2.4) or 4
     QString displayName;      // --display-name: on the page and in the profile's description
     double timeoutSec = 60.0; // a reading that takes longer fails
+
+    // The outputs' part, as report/ writes them.
+    CharacterisationOutputSettings outputs() const {
+        CharacterisationOutputSettings o;
+        o.format = format;
+        o.normaliseDrift = normaliseDrift;
+        o.ti3Path = ti3Path;
+        o.reportPath = reportPath;
+        o.iccPath = iccPath;
+        o.iccVersion = iccVersion;
+        o.displayName = displayName;
+        return o;
+    }
 };

@@ -26,6 +26,7 @@ int ReportCommand::run() {
         m_console.line(QStringLiteral("chromameter: the target: ") + error);
         return InstrumentSession::UsageError;
     }
-    return WriteCharacterisationOutputs(contents, target, m_outputs, m_console) ? InstrumentSession::Ok
-                                                                                : InstrumentSession::Failed;
+    return WriteCharacterisationOutputs(contents, target, m_outputs.outputs(), m_console)
+               ? InstrumentSession::Ok
+               : InstrumentSession::Failed;
 }

@@ -9,6 +9,7 @@
 #include "InstrumentSession.h"
 #include "PythonCharacterisation.h"
 #include "PythonInstrument.h"
+#include "PythonOutputs.h"
 #include "QtApplication.h"
 #include "ReportWriter.h"
 #include "RgbSpace.h"
@@ -61,6 +62,27 @@ py::dict instrumentDict(const InstrumentInfo& info) {
     return d;
 }
 
+PythonOutputs pythonOutputs(bool normaliseDrift, const std::optional<std::string>& json,
+                            const std::optional<std::string>& csv, const std::optional<std::string>& table,
+                            const std::optional<std::string>& ti3, const std::optional<std::string>& report,
+                            const std::optional<std::string>& icc, int iccVersion,
+                            const std::optional<std::string>& displayName) {
+    if (iccVersion != 2 && iccVersion != 4)
+        throw InstrumentFailure(InstrumentFailure::Kind::Usage, 0,
+                                QStringLiteral("icc_version must be 2 or 4, not %1").arg(iccVersion));
+    PythonOutputs o;
+    o.settings.normaliseDrift = normaliseDrift;
+    o.settings.ti3Path = qstr(ti3);
+    o.settings.reportPath = qstr(report);
+    o.settings.iccPath = qstr(icc);
+    o.settings.iccVersion = iccVersion;
+    o.settings.displayName = qstr(displayName);
+    o.jsonPath = qstr(json);
+    o.csvPath = qstr(csv);
+    o.tablePath = qstr(table);
+    return o;
+}
+
 const char* failureClass(InstrumentFailure::Kind kind) {
     switch (kind) {
     case InstrumentFailure::Kind::NoInstrument:
@@ -106,6 +128,11 @@ PYBIND11_MODULE(_core, m) {
                  options.session.simFault = qstr(simFault);
                  options.session.simLine = qstr(simLine);
                  options.session.readTcp = readTcp;
+                 // The family named is the detection hint, as --family is for the command line: the
+                 // library tries it first, at its own line speed.
+                 options.session.family = qstr(family);
+                 // A script connects where it says; the command line's last connection is the user's.
+                 options.session.remember = false;
                  options.family = qstr(family);
                  options.timeoutSec = timeout;
                  py::gil_scoped_release release;
@@ -142,7 +169,9 @@ PYBIND11_MODULE(_core, m) {
                const std::string& targetWhite, const std::string& targetEotf,
                std::optional<std::string> journal, bool resume, bool normaliseDrift,
                std::optional<std::string> json, std::optional<std::string> csv,
-               std::optional<std::string> table, std::optional<std::string> ti3, double timeout) {
+               std::optional<std::string> table, std::optional<std::string> ti3,
+               std::optional<std::string> report, std::optional<std::string> icc, int iccVersion,
+               std::optional<std::string> displayName, double timeout) {
                 PythonCharacterisation c;
                 c.settings.patchSets = QString::fromStdString(patches);
                 c.settings.order = QString::fromStdString(order);
@@ -158,11 +187,8 @@ PYBIND11_MODULE(_core, m) {
                     c.showCallable = show;
                 c.journalPath = qstr(journal);
                 c.resume = resume;
-                c.normaliseDrift = normaliseDrift;
-                c.jsonPath = qstr(json);
-                c.csvPath = qstr(csv);
-                c.tablePath = qstr(table);
-                c.ti3Path = qstr(ti3);
+                c.outputs = pythonOutputs(normaliseDrift, json, csv, table, ti3, report, icc, iccVersion,
+                                          displayName);
                 c.timeoutSec = timeout;
                 QString figures;
                 {
@@ -176,7 +202,30 @@ PYBIND11_MODULE(_core, m) {
             py::arg("patches"), py::arg("order"), py::arg("show"), py::arg("settle_ms"), py::arg("retries"),
             py::arg("white_every"), py::arg("target_space"), py::arg("target_white"), py::arg("target_eotf"),
             py::arg("journal"), py::arg("resume"), py::arg("normalise_drift"), py::arg("json"),
-            py::arg("csv"), py::arg("table"), py::arg("ti3"), py::arg("timeout"));
+            py::arg("csv"), py::arg("table"), py::arg("ti3"), py::arg("report"), py::arg("icc"),
+            py::arg("icc_version"), py::arg("display_name"), py::arg("timeout"));
+
+    m.def(
+        "report",
+        [](const std::string& journal, std::optional<std::string> targetSpace,
+           std::optional<std::string> targetWhite, std::optional<std::string> targetEotf, bool normaliseDrift,
+           std::optional<std::string> json, std::optional<std::string> csv, std::optional<std::string> table,
+           std::optional<std::string> ti3, std::optional<std::string> report, std::optional<std::string> icc,
+           int iccVersion, std::optional<std::string> displayName) {
+            const PythonOutputs outputs =
+                pythonOutputs(normaliseDrift, json, csv, table, ti3, report, icc, iccVersion, displayName);
+            QString figures;
+            {
+                py::gil_scoped_release release;
+                figures = PythonReport(QString::fromStdString(journal), qstr(targetSpace), qstr(targetWhite),
+                                       qstr(targetEotf), outputs);
+            }
+            return figures.toStdString();
+        },
+        "The figures of a saved run as `chromameter report --format json` gives them, with its outputs.",
+        py::arg("journal"), py::arg("target_space"), py::arg("target_white"), py::arg("target_eotf"),
+        py::arg("normalise_drift"), py::arg("json"), py::arg("csv"), py::arg("table"), py::arg("ti3"),
+        py::arg("report"), py::arg("icc"), py::arg("icc_version"), py::arg("display_name"));
 
     m.def(
         "ports_json",

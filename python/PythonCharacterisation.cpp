@@ -1,23 +1,20 @@
 #include "PythonCharacterisation.h"
 
 #include "CallablePatchDisplay.h"
-#include "CharacterisationWriter.h"
 #include "CharacteriseRun.h"
 #include "CommandPatchDisplay.h"
-#include "Cti3File.h"
 #include "InstrumentFailure.h"
 #include "InstrumentModel.h"
-#include "JournalFigures.h"
 #include "PreparedRun.h"
 #include "PythonInstrument.h"
 #include "ReadingPatchMeter.h"
 #include "SignalWatch.h"
 #include "SimulatorPatchDisplay.h"
+#include "Target.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
-#include <QTextStream>
 
 #include <atomic>
 #include <memory>
@@ -25,21 +22,6 @@
 namespace {
 [[noreturn]] void fail(InstrumentFailure::Kind kind, const QString& message, unsigned long code = 0) {
     throw InstrumentFailure(kind, code, message);
-}
-
-QString figuresText(const CharacterisationFigures& figures, OutputFormat format) {
-    QString text;
-    QTextStream out(&text);
-    MakeCharacterisationWriter(format)->Write(figures, out);
-    out.flush();
-    return text;
-}
-
-void writeFile(const QString& path, const QString& text) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(text.toUtf8()) < 0)
-        fail(InstrumentFailure::Kind::Usage,
-             QStringLiteral("cannot write %1: %2").arg(path, file.errorString()));
 }
 
 std::unique_ptr<PatchDisplay> makeDisplay(const PythonCharacterisation& c, PythonInstrument& instrument,
@@ -56,8 +38,13 @@ std::unique_ptr<PatchDisplay> makeDisplay(const PythonCharacterisation& c, Pytho
     }
     if (c.show.startsWith(QStringLiteral("command:")))
         return std::make_unique<CommandPatchDisplay>(c.show.mid(8), interrupt);
+    // The patch window needs a QApplication, and the process already runs the QCoreApplication the
+    // instruments need: Qt allows one application object, made once.
     if (c.show == QStringLiteral("window"))
-        fail(InstrumentFailure::Kind::Usage, QStringLiteral("show=\"window\" is not available yet"));
+        fail(InstrumentFailure::Kind::Usage,
+             QStringLiteral("show=\"window\" is not available from Python: the module runs a "
+                            "QCoreApplication, which cannot show windows; show the patches with a "
+                            "callable of your own toolkit"));
     fail(InstrumentFailure::Kind::Usage,
          QStringLiteral(
              "show must be \"simulator\", \"command:CMD\" or a callable taking (r, g, b), not \"%1\"")
@@ -130,20 +117,9 @@ QString PythonCharacterisation::run(PythonInstrument& instrument) {
     JournalContents contents;
     if (!Journal::Load(path, &contents, &error))
         fail(InstrumentFailure::Kind::Instrument, error, 0x80000008UL);
-    FiguresSettings figuresSettings;
-    figuresSettings.normaliseDrift = normaliseDrift;
-    CharacterisationFigures figures;
-    if (!FiguresFromJournal(contents, figuresSettings, &figures, &error))
-        fail(InstrumentFailure::Kind::Usage, error);
-
-    const QString json = figuresText(figures, OutputFormat::Json);
-    if (!jsonPath.isEmpty())
-        writeFile(jsonPath, json);
-    if (!csvPath.isEmpty())
-        writeFile(csvPath, figuresText(figures, OutputFormat::Csv));
-    if (!tablePath.isEmpty())
-        writeFile(tablePath, figuresText(figures, OutputFormat::Table));
-    if (!ti3Path.isEmpty() && !WriteCti3(figures, ti3Path, &error))
-        fail(InstrumentFailure::Kind::Usage, QStringLiteral("ti3 %1: %2").arg(ti3Path, error));
-    return json;
+    const RunSettings& s = contents.header.settings;
+    Target target;
+    if (!Target::Parse(s.targetSpace, s.targetWhite, s.targetEotf, &target, &error))
+        fail(InstrumentFailure::Kind::Usage, QStringLiteral("the run's target: ") + error);
+    return WritePythonOutputs(contents, target, outputs);
 }

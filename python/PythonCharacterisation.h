@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PythonOutputs.h"
 #include "RunSettings.h"
 
 #include <QString>
@@ -17,13 +18,9 @@ struct PythonCharacterisation {
     pybind11::handle showCallable;              // null unless a callable shows the patches (borrowed)
     QString journalPath;                        // empty: a temporary journal, removed afterwards
     bool resume = false;                        // continue the run saved in journalPath
-    bool normaliseDrift = false;
-    double timeoutSec = 10.0; // for one reading
-    // Outputs written besides the figures returned (empty: not written).
-    QString jsonPath;
-    QString csvPath;
-    QString tablePath;
-    QString ti3Path;
+    double timeoutSec = 10.0;                   // for one reading
+    // Outputs written besides the figures returned (empty paths: not written), drift normalising.
+    PythonOutputs outputs;
 
     // Runs it on `instrument` with the GIL released. The figures as the JSON of "chromameter
     // characterise --format json". Throws InstrumentFailure; returns an empty string when a Python

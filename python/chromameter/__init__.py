@@ -28,6 +28,7 @@ __all__ = [
     "UsageError",
     "characterise",
     "colour",
+    "report",
     "ports",
     "__version__",
 ]
@@ -84,14 +85,16 @@ class Instrument:
 
     ``port``: try only this port (a name from :func:`ports` or a path); by default every port
     detection tries. ``family``: the family expected (``spectro``, ``analyser``, ``luminance``,
-    ``photoresearch``, ``jingce``); another family found is a :class:`NoInstrumentError`.
+    ``photoresearch``, ``jingce``): detection tries only that family, at its own line speed, so it
+    connects at once; another family found is a :class:`NoInstrumentError`.
     ``simulate``: a family name to measure the built-in simulator instead of a real instrument, with
     ``sim_display`` (a virtual display such as ``"srgb-ideal"`` or ``"wide-lcd,noise=0.002"``),
     ``sim_values`` (``"Lv,x,y[,Tcp]"``), ``sim_fault`` and ``sim_line`` as ``chromameter
     --sim-...`` takes them. ``timeout``: seconds a reading may take before it raises
     :class:`MeasurementTimeout`. ``read_tcp``: ask for the instrument's own colour temperature.
 
-    Opening blocks while detection tries the families (up to about 5 s each port); raises
+    Opening blocks while detection tries the families (up to about 5 s each port; a named
+    ``family`` is tried alone); raises
     :class:`NoInstrumentError` when none answers. Use it from the thread that opened it.
     """
 
@@ -218,6 +221,10 @@ def characterise(
     csv: Optional[str] = None,
     table: Optional[str] = None,
     ti3: Optional[str] = None,
+    report: Optional[str] = None,
+    icc: Optional[str] = None,
+    icc_version: int = 2,
+    display_name: Optional[str] = None,
 ) -> dict:
     """Characterises the display the instrument looks at; returns its figures as a dict.
 
@@ -233,7 +240,10 @@ def characterise(
 
     Every reading is kept in ``journal`` (a JSON-lines file; by default a temporary one); with
     ``resume=True`` the run saved there is continued. ``json_path``, ``csv``, ``table`` and ``ti3``
-    also write the figures in those forms (the CTI3 file for profiling tools). Ctrl-C ends the run
+    also write the figures in those forms (the CTI3 file for profiling tools); ``report`` writes the
+    HTML page and ``icc`` the display profile (``icc_version`` 2, written as 2.4, or 4), both named
+    ``display_name``, exactly as ``chromameter characterise --report --icc`` writes them. ``show``
+    cannot be ``"window"`` here: see the package's documentation. Ctrl-C ends the run
     with KeyboardInterrupt, the journal kept; an exception raised by ``show`` ends it too.
     """
     if isinstance(show, str):
@@ -259,6 +269,53 @@ def characterise(
         csv=csv,
         table=table,
         ti3=ti3,
+        report=report,
+        icc=icc,
+        icc_version=icc_version,
+        display_name=display_name,
         timeout=instrument.timeout,
+    )
+    return json.loads(text)["characterisation"]
+
+
+def report(
+    journal: str,
+    report: Optional[str] = None,
+    icc: Optional[str] = None,
+    target_space: Optional[str] = None,
+    *,
+    target_white: Optional[str] = None,
+    target_eotf: Optional[str] = None,
+    icc_version: int = 2,
+    display_name: Optional[str] = None,
+    normalise_drift: bool = False,
+    json_path: Optional[str] = None,
+    csv: Optional[str] = None,
+    table: Optional[str] = None,
+    ti3: Optional[str] = None,
+) -> dict:
+    """The figures of a saved run, computed again from its journal; no instrument is needed.
+
+    As ``chromameter report JOURNAL``: the figures are those :func:`characterise` returned for the
+    run, against another target when ``target_space``, ``target_white`` or ``target_eotf`` name one
+    (None: the run's own). ``report``, ``icc`` (with ``icc_version`` and ``display_name``),
+    ``json_path``, ``csv``, ``table`` and ``ti3`` write the same outputs the command writes, byte for
+    byte. An unreadable journal, an unknown target or an output that cannot be written raises
+    :class:`UsageError`.
+    """
+    text = _core.report(
+        journal=journal,
+        target_space=target_space,
+        target_white=target_white,
+        target_eotf=target_eotf,
+        normalise_drift=normalise_drift,
+        json=json_path,
+        csv=csv,
+        table=table,
+        ti3=ti3,
+        report=report,
+        icc=icc,
+        icc_version=icc_version,
+        display_name=display_name,
     )
     return json.loads(text)["characterisation"]

@@ -25,11 +25,14 @@ QString instrumentText(const RunSettings& s) {
 } // namespace
 
 bool WriteCharacterisationOutputs(const JournalContents& contents, const Target& target,
-                                  const CharacteriseCommandSettings& settings, StatusConsole& console) {
+                                  const CharacterisationOutputSettings& settings, StatusConsole& console,
+                                  CharacterisationFigures* computed) {
     FiguresSettings figuresSettings;
     figuresSettings.normaliseDrift = settings.normaliseDrift;
     const CharacterisationFigures figures =
         ComputeFigures(contents.header.patches, contents.readings, target, figuresSettings);
+    if (computed)
+        *computed = figures;
     QString text;
     QTextStream out(&text);
     MakeCharacterisationWriter(settings.format)->Write(figures, out);
