@@ -8,6 +8,7 @@
 #include "InstrumentSession.h"
 #include "InterruptNotifier.h"
 #include "MeasureRun.h"
+#include "QtGuiLeakSuppressions.h"
 #include "ReportCommand.h"
 #include "ReportWriter.h"
 #include "ScreenList.h"
