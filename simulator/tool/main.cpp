@@ -22,7 +22,7 @@
 namespace {
 const char kUsage[] =
     "Usage: chromameter-sim FAMILY [--values Lv,x,y[,Tcp]] [--fault MODE] [--measure-ms MS]\n"
-    "                       [--line MODEL] [--sim-display SPEC [--control PATH]] [--quiet]\n"
+    "                       [--line MODEL] [--sim-display DISPLAY [--control PATH]] [--quiet]\n"
     "       chromameter-sim show CONTROL R G B [--timeout MS]\n"
     "\n"
     "Serves one simulated instrument on a pseudo-terminal and prints, on the first line of standard\n"
@@ -40,7 +40,7 @@ const char kUsage[] =
     "                    ms, the random draws from seed N (an FTDI-style adapter; the default,\n"
     "                    usb:16:jitter=8 with a fresh seed), bytewise (a byte or two at a time, as\n"
     "                    Prolific and CH340 adapters), instant (whole replies at once, no line time)\n"
-    "  --sim-display SPEC  the instrument measures a virtual display instead of a fixed reading:\n"
+    "  --sim-display DISPLAY  the instrument measures a virtual display instead of a fixed reading:\n"
     "                    a preset (srgb-ideal, wide-lcd, oled) and/or key=value pairs separated\n"
     "                    by commas: peak, black (cd/m2), white (x:y), primaries (srgb, p3, bt2020\n"
     "                    or xr:yr/xg:yg/xb:yb), eotf (gamma:G, srgb, bt1886), noise (relative\n"
