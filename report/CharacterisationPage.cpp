@@ -43,20 +43,6 @@ QString opt(Quantity quantity, const std::optional<double>& value) {
     return value ? q(quantity, *value) : QStringLiteral("–");
 }
 
-QString percent(double fraction) {
-    return FigureText(100.0 * fraction, 1) + QStringLiteral(" %");
-}
-
-QString spaceTitle(const QString& space) {
-    if (space == QLatin1String("srgb"))
-        return QStringLiteral("sRGB");
-    if (space == QLatin1String("p3"))
-        return QStringLiteral("DCI-P3");
-    if (space == QLatin1String("bt2020"))
-        return QStringLiteral("BT.2020");
-    return space;
-}
-
 // The device values as a CSS colour: the swatch shows the patch as the display was asked to show it.
 QString deviceColour(const Patch& p) {
     auto byte = [](double v) { return int(std::lround(qBound(0.0, v, 1.0) * 255.0)); };
@@ -165,7 +151,7 @@ QString CharacterisationPage::header() const {
     if (m_header.date.isValid())
         out += row(QStringLiteral("Date"), m_header.date.toString(QStringLiteral("yyyy-MM-dd HH:mm t")));
     out += row(QStringLiteral("Target"), QStringLiteral("%1 primaries, white %2 (x %3, y %4), EOTF %5")
-                                             .arg(spaceTitle(t.spaceName()), t.whiteName())
+                                             .arg(SpaceTitle(t.spaceName()), t.whiteName())
                                              .arg(q(Quantity::x, t.white().x), q(Quantity::y, t.white().y))
                                              .arg(t.eotf().Name()));
     QString patches = QString::number(m_f.patches.size());
@@ -271,8 +257,8 @@ QString CharacterisationPage::summary() const {
         for (const GamutFigures& g : m_f.gamut)
             out += QStringLiteral(
                        "<tr><td class=\"text\">%1</td><td>%2</td><td>%3</td><td>%4</td><td>%5</td></tr>\n")
-                       .arg(esc(spaceTitle(g.space)), percent(g.xy.coverage), percent(g.xy.areaRatio),
-                            percent(g.uv.coverage), percent(g.uv.areaRatio));
+                       .arg(esc(SpaceTitle(g.space)), PercentText(g.xy.coverage), PercentText(g.xy.areaRatio),
+                            PercentText(g.uv.coverage), PercentText(g.uv.areaRatio));
         out += QStringLiteral("</table>\n");
     }
     if (!m_f.notes.isEmpty()) {

@@ -27,20 +27,6 @@ QString figure(const std::optional<double>& value, int decimals, int width) {
     return right(value ? FigureText(*value, decimals) : QStringLiteral("-"), width);
 }
 
-QString percent(double fraction) {
-    return FigureText(100.0 * fraction, 1) + QStringLiteral(" %");
-}
-
-QString spaceTitle(const QString& space) {
-    if (space == QLatin1String("srgb"))
-        return QStringLiteral("sRGB");
-    if (space == QLatin1String("p3"))
-        return QStringLiteral("DCI-P3");
-    if (space == QLatin1String("bt2020"))
-        return QStringLiteral("BT.2020");
-    return space;
-}
-
 QString lightText(const MeasuredLight& light) {
     QString text = quantity(Quantity::Lv, light.Lv) + QStringLiteral(" cd/m²");
     if (light.xy)
@@ -63,7 +49,7 @@ QString whitenessText(const MeasuredLight& light, const WhitenessFigures& w) {
 void summary(const CharacterisationFigures& f, QTextStream& out) {
     const Target& t = f.target;
     out << QStringLiteral("Characterisation against %1 primaries, white %2, EOTF %3\n\n")
-               .arg(spaceTitle(t.spaceName()), t.whiteName(), t.eotf().Name());
+               .arg(SpaceTitle(t.spaceName()), t.whiteName(), t.eotf().Name());
     if (f.white)
         out << left(QStringLiteral("White"), kLabelWidth) << lightText(f.white->light)
             << whitenessText(f.white->light, f.white->whiteness) << '\n';
@@ -93,9 +79,9 @@ void summary(const CharacterisationFigures& f, QTextStream& out) {
             << right(QStringLiteral("area xy"), 11) << right(QStringLiteral("coverage u′v′"), 15)
             << right(QStringLiteral("area u′v′"), 11) << '\n';
         for (const GamutFigures& g : f.gamut)
-            out << left(QStringLiteral("  ") + spaceTitle(g.space), kLabelWidth)
-                << right(percent(g.xy.coverage), 13) << right(percent(g.xy.areaRatio), 11)
-                << right(percent(g.uv.coverage), 15) << right(percent(g.uv.areaRatio), 11) << '\n';
+            out << left(QStringLiteral("  ") + SpaceTitle(g.space), kLabelWidth)
+                << right(PercentText(g.xy.coverage), 13) << right(PercentText(g.xy.areaRatio), 11)
+                << right(PercentText(g.uv.coverage), 15) << right(PercentText(g.uv.areaRatio), 11) << '\n';
     }
     if (f.deltaE) {
         const DeltaEFigures& d = *f.deltaE;

@@ -22,3 +22,17 @@ QString FigureText(double value, int decimals) {
         text.remove(0, 1);
     return text;
 }
+
+QString PercentText(double fraction) {
+    return FigureText(100.0 * fraction, 1) + QStringLiteral(" %");
+}
+
+QString SpaceTitle(const QString& space) {
+    if (space == QLatin1String("srgb"))
+        return QStringLiteral("sRGB");
+    if (space == QLatin1String("p3"))
+        return QStringLiteral("DCI-P3");
+    if (space == QLatin1String("bt2020"))
+        return QStringLiteral("BT.2020");
+    return space;
+}

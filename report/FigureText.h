@@ -9,3 +9,7 @@
 QString FigureJson(double value, int decimals);
 // As the table and CSV write it: `decimals` fixed decimals, or empty for a value that is not a number.
 QString FigureText(double value, int decimals);
+// A fraction as a percentage with one decimal ("99.3 %").
+QString PercentText(double fraction);
+// The name people know a reference colour space by ("srgb" is "sRGB", "p3" is "DCI-P3").
+QString SpaceTitle(const QString& space);
