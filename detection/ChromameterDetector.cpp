@@ -28,7 +28,9 @@ CChromameterDetector* CChromameterDetector::GetInstance() {
     return m_pInstance;
 }
 
-CChromameterDetector::CChromameterDetector() : QObject(nullptr), m_nInstrumentType(-1), m_pMinolta(nullptr) {
+CChromameterDetector::CChromameterDetector()
+    : QObject(nullptr), m_nInstrumentType(-1), m_pMinolta(nullptr),
+      m_line(m_port, [this](const void* lpBuf, unsigned int dwCount) { return Write(lpBuf, dwCount); }) {
     qRegisterMetaType<DWORD>("DWORD");
     // Direct on the port's own thread, queued from any other. A queued write carries a copy of the
     // bytes: senders may release their buffer as soon as the signal returns.
@@ -155,7 +157,7 @@ bool tryFamilies(CChromameterDetector& detector, const QString& portName, const 
                                   .arg(family.type)
                                   .arg(family.baud)
                                   .arg(portName);
-        detector.m_pMinolta = CreateFamilyDriver(family.type);
+        detector.m_pMinolta = CreateFamilyDriver(family.type, detector.m_line);
         if (detector.m_pMinolta && detector.m_pMinolta->Connect() == 0) {
             detector.m_nInstrumentType = family.type;
             return true;
