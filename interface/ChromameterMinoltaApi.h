@@ -42,9 +42,10 @@ extern "C" CHROMAMETER_API void ChromameterSetDetectionHint(const int* families,
 // given, each at its own line speed, and no other: for a host that knows which instrument it wants
 // (the user named it) and would rather be told it is not there than connect to another one. A right
 // hint connects in the time of that family's own handshake, as with the plain hint; a wrong one costs
-// only the trials of the families named (about 0.2 s for the spectroradiometer, 1.3 s for the analyser
-// and 4.3 to 5.1 s for each of the others) on each port scanned, and `Connect` then reports that no
-// instrument was found (RESULT_FAIL). `portName` is scanned first as with the plain hint; the other
+// only the failing trials of the families named on each port scanned (on a line where nothing
+// answers about 1.1 s for the spectroradiometer, 2.6 s for the analyser, 0.5 s for the luminance
+// meter and for the Photo Research instrument, 1.1 s for the Jingce colorimeter), and `Connect` then
+// reports that no instrument was found (RESULT_FAIL). `portName` is scanned first as with the plain hint; the other
 // ports are still scanned, with the named families only. The flag needs at least one family: with
 // count 0 it is logged and changes nothing (count 0 and flags 0 restore the usual order exactly).
 // Flag bits other than CHROMAMETER_DETECT_ONLY_HINTED, a number outside 0 to 4, a negative count or a
