@@ -45,9 +45,10 @@ extern "C" CHROMAMETER_API void ChromameterSetDetectionHint(const int* families,
 // only the failing trials of the families named on each port scanned (on a line where nothing
 // answers about 1.1 s for the spectroradiometer, 2.6 s for the analyser, 0.5 s for the luminance
 // meter and for the Photo Research instrument, 1.1 s for the Jingce colorimeter), and `Connect` then
-// reports that no instrument was found (RESULT_FAIL). `portName` is scanned first as with the plain hint; the other
-// ports are still scanned, with the named families only. The flag needs at least one family: with
-// count 0 it is logged and changes nothing (count 0 and flags 0 restore the usual order exactly).
+// reports that no instrument was found (RESULT_FAIL). `portName` is scanned first as with the plain
+// hint; the other ports are still scanned, with the named families only. The flag needs at least one
+// family: with count 0 it is logged and changes nothing (count 0 and flags 0 restore the usual order
+// exactly).
 // Flag bits other than CHROMAMETER_DETECT_ONLY_HINTED, a number outside 0 to 4, a negative count or a
 // null list with count > 0 are logged and change nothing. Thread safety as for
 // ChromameterSetDetectionHint: the hint and its flags are copied together under a lock at the call,
