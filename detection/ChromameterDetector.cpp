@@ -12,6 +12,7 @@
 #include <QCoreApplication>
 #include <QDebug>
 #include <QMetaType>
+#include <QStringList>
 #include <QThread>
 
 CChromameterDetector* CChromameterDetector::m_pInstance = nullptr;
@@ -97,7 +98,14 @@ int CChromameterDetector::FindProlificComNumber() {
     stopWorkers(&m_port);
     // One look at the host's hint for the whole scan: a hint set meanwhile applies from the next one.
     const DetectionHint hint = DetectionHintSnapshot();
-    const QVector<int> order = FamilyTrialOrder(hint.families);
+    const QVector<int> order = HintedTrialOrder(hint);
+    if (hint.only) {
+        QStringList names;
+        for (int type : order)
+            names << QLatin1String(InstrumentFamilyOf(type)->name);
+        qDebug().noquote()
+            << QStringLiteral("detection hint: only %1 tried").arg(names.join(QStringLiteral(", ")));
+    }
     bool hintedPortListed = false;
     const QList<QPair<QString, QString>> ports =
         PortsHintedFirst(PortCatalogueEntries(), hint.port, &hintedPortListed);
@@ -169,7 +177,7 @@ bool tryFamilies(CChromameterDetector& detector, const QString& portName, const 
 } // namespace
 
 bool CChromameterDetector::TryConnect(QString portName) {
-    return tryFamilies(*this, portName, FamilyTrialOrder(DetectionHintSnapshot().families));
+    return tryFamilies(*this, portName, HintedTrialOrder(DetectionHintSnapshot()));
 }
 
 void CChromameterDetector::ReleaseMinolta() {
