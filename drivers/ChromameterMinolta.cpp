@@ -45,9 +45,9 @@ bool readColorimetric(IChromameter* driver, int block, bool (*parse)(const QByte
 
 } // namespace
 
-CChromameterMinolta::CChromameterMinolta()
+CChromameterMinolta::CChromameterMinolta(CInstrumentLine& line)
     : m_nReserved(0), m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_dMeasure1(0.0), m_dMeasure2(0.0), m_dMeasure3(0.0),
-      m_dMeasure7(0.0), m_nLimitTimes(kDefaultLimit) {
+      m_dMeasure7(0.0), m_nLimitTimes(kDefaultLimit), m_line(line) {
     m_bConnected = false;
     m_bMeasuring = false;
     m_bMeasureSucceed = false;
@@ -63,15 +63,15 @@ unsigned long CChromameterMinolta::Connect() {
     // the doubt for remote mode, but still reported as not recognised.
     unsigned long outcome = RESULT_FAIL;
     QByteArray reply;
-    if (DriverSendAndRead("STR,4\r", 6, kHandshake, &reply)) {
+    if (DriverSendAndRead(m_line, "STR,4\r", 6, kHandshake, &reply)) {
         if (!ReplyText(reply).contains("ER00"))
             return RESULT_FAIL;
         outcome = RESULT_OK;
     }
 
-    if (!DriverSend("RMTS,1\r\n", 8))
+    if (!DriverSend(m_line, "RMTS,1\r\n", 8))
         return RESULT_FAIL;
-    if (!DriverRead(kHandshake, &reply))
+    if (!DriverRead(m_line, kHandshake, &reply))
         return RESULT_FAIL;
     if (DriverReplyStatus(reply) != 0)
         return RESULT_FAIL;
@@ -84,13 +84,13 @@ unsigned long CChromameterMinolta::Connect() {
 unsigned long CChromameterMinolta::Disconnect() {
     unsigned long result = RESULT_FAIL;
     QByteArray reply;
-    if (DriverSendAndRead("RMTS,0\r\n", 8, kRemoteOff, &reply) && DriverReplyStatus(reply) == 0) {
+    if (DriverSendAndRead(m_line, "RMTS,0\r\n", 8, kRemoteOff, &reply) && DriverReplyStatus(reply) == 0) {
         m_bConnected = false;
         watchers()->NotifyAll_Disconnected();
         result = RESULT_OK;
     }
     // The port goes whether or not the instrument confirmed: the host is done with it.
-    DriverClosePort();
+    DriverClosePort(m_line);
     return result;
 }
 
@@ -110,11 +110,11 @@ unsigned long CChromameterMinolta::MeasureThread(void* self) {
 
     unsigned long code = RESULT_FAIL;
     bool succeeded = false;
-    if (!DriverSend("MEAS,1\r\n", 8)) {
-        if (DriverPortConnected()) {
+    if (!DriverSend(driver->m_line, "MEAS,1\r\n", 8)) {
+        if (DriverPortConnected(driver->m_line)) {
             code = RESULT_FAIL;
         } else {
-            DriverClosePort();
+            DriverClosePort(driver->m_line);
             code = RESULT_PORT_LOST;
         }
     } else {
@@ -124,7 +124,7 @@ unsigned long CChromameterMinolta::MeasureThread(void* self) {
         long long counter = static_cast<long long>(driver->m_nLimitTimes) + 1;
         while (counter != 1) {
             QByteArray reply;
-            const bool received = DriverRead(kLong, &reply);
+            const bool received = DriverRead(driver->m_line, kLong, &reply);
             --counter;
             if (received && SpectroIsMeasureCompletion(reply)) {
                 succeeded = counter > 1;
@@ -134,7 +134,7 @@ unsigned long CChromameterMinolta::MeasureThread(void* self) {
             // has closed the port), whatever the limit.
             if (!received && CDriverWorkers::StopRequested())
                 break;
-            if (!received && !DriverPortConnected()) {
+            if (!received && !DriverPortConnected(driver->m_line)) {
                 code = RESULT_PORT_LOST;
                 break;
             }
@@ -160,12 +160,12 @@ unsigned long CChromameterMinolta::MeasurementDataRead(char** data, int kind, in
         return RESULT_FAIL;
     const QByteArray command = SpectroMedrCommand(kind, zero, block);
     m_bReaded = false;
-    if (!DriverSend(command.constData(), command.size()))
+    if (!DriverSend(m_line, command.constData(), command.size()))
         return RESULT_FAIL;
 
     for (int attempt = 0; attempt < kDataReadAttempts; ++attempt) {
         QByteArray reply;
-        if (DriverRead(kLong, &reply)) {
+        if (DriverRead(m_line, kLong, &reply)) {
             if (DriverReplyStatus(reply) != 0)
                 return RESULT_FAIL;
             // The last byte stays NUL so the copy is always a terminated string.
@@ -176,8 +176,8 @@ unsigned long CChromameterMinolta::MeasurementDataRead(char** data, int kind, in
             m_bReaded = true;
             return RESULT_OK;
         }
-        if (!DriverPortConnected()) {
-            DriverClosePort();
+        if (!DriverPortConnected(m_line)) {
+            DriverClosePort(m_line);
             return RESULT_PORT_LOST;
         }
     }

@@ -2,6 +2,8 @@
 
 #include "IMinolta.h"
 
+class CInstrumentLine;
+
 #include <QMutex>
 
 // Minolta spectroradiometer: ASCII commands ended by CR LF ("RMTS", "MEAS", "MEDR"), replies that
@@ -11,7 +13,8 @@
 // through IChromameter; do not reorder.
 class CChromameterMinolta : public IChromameter, public IMinolta {
 public:
-    CChromameterMinolta();
+    // The driver talks on `line` (the detector's), which must outlive it.
+    explicit CChromameterMinolta(CInstrumentLine& line);
 
     unsigned long Connect() override;
     unsigned long Disconnect() override;
@@ -51,4 +54,7 @@ protected:
     double m_dMeasure3;
     double m_dMeasure7;
     int m_nLimitTimes;
+
+private:
+    CInstrumentLine& m_line;
 };

@@ -18,9 +18,9 @@ const ColourCommand kMeasureCommand = {"MES,1\n", 6, kMeasure};
 
 } // namespace
 
-CChromameterMinoltaCas40::CChromameterMinoltaCas40()
+CChromameterMinoltaCas40::CChromameterMinoltaCas40(CInstrumentLine& line)
     : m_nReserved(0), m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_dTcp(0.0), m_nLimitTimes(kDefaultLimit),
-      m_bMeasureTcp(false) {
+      m_bMeasureTcp(false), m_line(line) {
     // m_dTcp starts at 0 too: a record read before any colour-temperature measurement then carries a
     // defined value instead of whatever the memory held.
     m_nType = 1;
@@ -33,17 +33,17 @@ CChromameterMinoltaCas40::CChromameterMinoltaCas40()
 CChromameterMinoltaCas40::~CChromameterMinoltaCas40() {}
 
 unsigned long CChromameterMinoltaCas40::Connect() {
-    if (!DriverSend(kComOnCommand, 6))
+    if (!DriverSend(m_line, kComOnCommand, 6))
         return RESULT_FAIL;
     QByteArray comReply;
-    if (!DriverRead(kComOn, &comReply))
+    if (!DriverRead(m_line, kComOn, &comReply))
         return RESULT_FAIL;
 
     // The instrument zero-calibrates as it enters remote mode; its answer only decides the result,
     // the connection itself stands or falls with the answer to "COM,1".
     bool sent = false;
     QByteArray zeroReply;
-    const bool zeroAnswered = ColourDatedZeroCalibration('\n', kConnectZero, &sent, &zeroReply);
+    const bool zeroAnswered = ColourDatedZeroCalibration(m_line, '\n', kConnectZero, &sent, &zeroReply);
     const unsigned long outcome = (sent && zeroAnswered) ? RESULT_OK : RESULT_FAIL;
 
     if (DriverReplyStatus(comReply) != 0)
@@ -55,7 +55,7 @@ unsigned long CChromameterMinoltaCas40::Connect() {
 }
 
 unsigned long CChromameterMinoltaCas40::Disconnect() {
-    return ColourSignOffAndRelease(kSignOff, &m_bConnected);
+    return ColourSignOffAndRelease(m_line, kSignOff, &m_bConnected);
 }
 
 unsigned long CChromameterMinoltaCas40::Measure(bool bTcp) {
@@ -67,28 +67,28 @@ unsigned long CChromameterMinoltaCas40::MeasureThread(void* self) {
     CChromameterMinoltaCas40* driver = static_cast<CChromameterMinoltaCas40*>(self);
     const DriverMeasureFlags flags = {&driver->m_bMeasuring, &driver->m_bMeasureSucceed, &driver->m_bReaded,
                                       &driver->m_bConnected};
-    return ColourMeasureSequence(driver, flags, &driver->m_bMeasureTcp, kModeLvxy, kModeTcp);
+    return ColourMeasureSequence(driver->m_line, driver, flags, &driver->m_bMeasureTcp, kModeLvxy, kModeTcp);
 }
 
 bool CChromameterMinoltaCas40::ChangeDisplayMode(const char* command) {
-    return ColourChangeDisplayMode(command, m_nLimitTimes, kMode);
+    return ColourChangeDisplayMode(m_line, command, m_nLimitTimes, kMode);
 }
 
 bool CChromameterMinoltaCas40::DoMeasureLvxy() {
     // An "OK02" reply asks for a zero calibration first: it runs here, before the measurement ends.
-    return ColourMeasureLvxy(kMeasureCommand, m_nLimitTimes, Cas40ParseLvxy, &m_dX, &m_dY, &m_dLv,
+    return ColourMeasureLvxy(m_line, kMeasureCommand, m_nLimitTimes, Cas40ParseLvxy, &m_dX, &m_dY, &m_dLv,
                              [this] { ZeroCalibrate(); });
 }
 
 bool CChromameterMinoltaCas40::DoMeasureTcp() {
-    return ColourMeasureTcp(kMeasureCommand, m_nLimitTimes, Cas40ParseTcp, &m_dTcp,
+    return ColourMeasureTcp(m_line, kMeasureCommand, m_nLimitTimes, Cas40ParseTcp, &m_dTcp,
                             [this] { ZeroCalibrate(); });
 }
 
 unsigned long CChromameterMinoltaCas40::ZeroCalibrate() {
     bool sent = false;
     QByteArray reply;
-    const bool answered = ColourDatedZeroCalibration('\n', kZero, &sent, &reply);
+    const bool answered = ColourDatedZeroCalibration(m_line, '\n', kZero, &sent, &reply);
     return (sent && answered) ? RESULT_OK : RESULT_FAIL;
 }
 

@@ -2,6 +2,8 @@
 
 #include "IMinolta.h"
 
+class CInstrumentLine;
+
 #include <QMutex>
 
 // Minolta colour analyser: line-feed-terminated "COM", "ZRC", "MDS", "MES" commands at 9600 baud.
@@ -9,7 +11,8 @@
 // watchers of CMinoltaVistor.
 class CChromameterMinoltaCas40 : public IChromameter, public IMinolta {
 public:
-    CChromameterMinoltaCas40();
+    // The driver talks on `line` (the detector's), which must outlive it.
+    explicit CChromameterMinoltaCas40(CInstrumentLine& line);
     ~CChromameterMinoltaCas40() override;
 
     unsigned long Connect() override;
@@ -43,4 +46,7 @@ protected:
     double m_dTcp;
     int m_nLimitTimes;
     bool m_bMeasureTcp;
+
+private:
+    CInstrumentLine& m_line;
 };

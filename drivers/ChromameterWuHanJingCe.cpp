@@ -21,9 +21,9 @@ const ColourCommand kMeasureCommand = {"MES\r", 4, kMeasure};
 
 } // namespace
 
-CChromameterWuHanJingCe::CChromameterWuHanJingCe()
+CChromameterWuHanJingCe::CChromameterWuHanJingCe(CInstrumentLine& line)
     : m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_dTcp(0.0), m_nReserved(0), m_nLimitTimes(kDefaultLimit),
-      m_bReserved(false), m_bMeasureTcp(false) {
+      m_bReserved(false), m_bMeasureTcp(false), m_line(line) {
     m_nType = 4;
     m_bConnected = false;
     m_bMeasuring = false;
@@ -37,16 +37,16 @@ unsigned long CChromameterWuHanJingCe::Connect() {
     // Leaving remote mode first resets an instrument left in it; whether it answers only shows in
     // the result.
     const unsigned long comOffOutcome =
-        DriverSendAndRead(kComOff, 6, kHandshake, nullptr) ? RESULT_OK : RESULT_FAIL;
+        DriverSendAndRead(m_line, kComOff, 6, kHandshake, nullptr) ? RESULT_OK : RESULT_FAIL;
 
-    if (!DriverSend(kComOn, 6))
+    if (!DriverSend(m_line, kComOn, 6))
         return RESULT_FAIL;
-    if (!DriverRead(kHandshake, nullptr))
+    if (!DriverRead(m_line, kHandshake, nullptr))
         return RESULT_FAIL;
 
     bool sent = false;
     QByteArray zeroReply;
-    const bool zeroAnswered = ColourDatedZeroCalibration('\r', kConnectZero, &sent, &zeroReply);
+    const bool zeroAnswered = ColourDatedZeroCalibration(m_line, '\r', kConnectZero, &sent, &zeroReply);
     const unsigned long outcome = zeroAnswered ? comOffOutcome : RESULT_FAIL;
 
     // This instrument proves itself by its zero-calibration answer.
@@ -59,7 +59,7 @@ unsigned long CChromameterWuHanJingCe::Connect() {
 }
 
 unsigned long CChromameterWuHanJingCe::Disconnect() {
-    return ColourSignOffAndRelease(kSignOffCommand, &m_bConnected);
+    return ColourSignOffAndRelease(m_line, kSignOffCommand, &m_bConnected);
 }
 
 unsigned long CChromameterWuHanJingCe::Measure(bool bTcp) {
@@ -71,7 +71,7 @@ unsigned long CChromameterWuHanJingCe::MeasureThread(void* self) {
     CChromameterWuHanJingCe* driver = static_cast<CChromameterWuHanJingCe*>(self);
     const DriverMeasureFlags flags = {&driver->m_bMeasuring, &driver->m_bMeasureSucceed, &driver->m_bReaded,
                                       &driver->m_bConnected};
-    return ColourMeasureSequence(driver, flags, &driver->m_bMeasureTcp, kModeLvxy, kModeTcp);
+    return ColourMeasureSequence(driver->m_line, driver, flags, &driver->m_bMeasureTcp, kModeLvxy, kModeTcp);
 }
 
 unsigned long CChromameterWuHanJingCe::ZeroCalibrate() {
@@ -91,7 +91,7 @@ unsigned long CChromameterWuHanJingCe::ZeroCalibrateThread(void* self) {
     bool answered;
     {
         QMutexLocker locker(&driver->m_mutex);
-        answered = DriverSendAndRead(kZeroCommand, 4, kZero, &reply);
+        answered = DriverSendAndRead(driver->m_line, kZeroCommand, 4, kZero, &reply);
     }
     const unsigned long result = answered ? RESULT_OK : RESULT_FAIL;
     // A zero calibration that failed is reported to nobody. The watchers are told with the lock
@@ -102,18 +102,18 @@ unsigned long CChromameterWuHanJingCe::ZeroCalibrateThread(void* self) {
 }
 
 bool CChromameterWuHanJingCe::ChangeDisplayMode(const char* command) {
-    return ColourChangeDisplayMode(command, m_nLimitTimes, kMode);
+    return ColourChangeDisplayMode(m_line, command, m_nLimitTimes, kMode);
 }
 
 bool CChromameterWuHanJingCe::DoMeasureLvxy() {
     m_bMeasuring = true;
     // An "OK02" reply only starts the zero calibration; the measurement goes on.
-    return ColourMeasureLvxy(kMeasureCommand, m_nLimitTimes, JingceParseLvxy, &m_dX, &m_dY, &m_dLv,
+    return ColourMeasureLvxy(m_line, kMeasureCommand, m_nLimitTimes, JingceParseLvxy, &m_dX, &m_dY, &m_dLv,
                              [this] { ZeroCalibrate(); });
 }
 
 bool CChromameterWuHanJingCe::DoMeasureTcp() {
-    return ColourMeasureTcp(kMeasureCommand, m_nLimitTimes, JingceParseTcp, &m_dTcp,
+    return ColourMeasureTcp(m_line, kMeasureCommand, m_nLimitTimes, JingceParseTcp, &m_dTcp,
                             [this] { ZeroCalibrate(); });
 }
 

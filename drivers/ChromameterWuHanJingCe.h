@@ -2,13 +2,16 @@
 
 #include "IMinolta.h"
 
+class CInstrumentLine;
+
 #include <QMutex>
 
 // Wuhan Jingce colorimeter: the colour analyser's command family ended by carriage returns, at
 // 115200 baud, with its own measurement reply and a zero calibration that runs in the background.
 class CChromameterWuHanJingCe : public IChromameter, public IMinolta {
 public:
-    CChromameterWuHanJingCe();
+    // The driver talks on `line` (the detector's), which must outlive it.
+    explicit CChromameterWuHanJingCe(CInstrumentLine& line);
     ~CChromameterWuHanJingCe() override;
 
     unsigned long Connect() override;
@@ -45,4 +48,7 @@ protected:
     int m_nLimitTimes;
     bool m_bReserved;
     bool m_bMeasureTcp;
+
+private:
+    CInstrumentLine& m_line;
 };

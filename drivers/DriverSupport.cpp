@@ -1,20 +1,21 @@
 #include "DriverSupport.h"
 
 #include "ChromameterCommand.h"
-#include "ChromameterDetector.h"
 #include "CmErrorEncode.h"
 #include "IMinolta.h"
+#include "InstrumentLine.h"
 #include "MinoltaVistor.h"
+#include "SerialPortCross.h"
 
 #include <cstring>
 
-bool DriverSend(const char* command, int length) {
-    CChromameterCommand cmd;
+bool DriverSend(CInstrumentLine& line, const char* command, int length) {
+    CChromameterCommand cmd(line);
     return cmd.Send(command, length);
 }
 
-bool DriverRead(ReadBudget budget, QByteArray* reply) {
-    CChromameterCommand cmd;
+bool DriverRead(CInstrumentLine& line, ReadBudget budget, QByteArray* reply) {
+    CChromameterCommand cmd(line);
     char* buf = nullptr;
     int length = 0;
     const bool ok = cmd.Read(&buf, length, budget.tries, budget.waitMs);
@@ -26,12 +27,13 @@ bool DriverRead(ReadBudget budget, QByteArray* reply) {
     return ok;
 }
 
-bool DriverSendAndRead(const char* command, int length, ReadBudget budget, QByteArray* reply) {
+bool DriverSendAndRead(CInstrumentLine& line, const char* command, int length, ReadBudget budget,
+                       QByteArray* reply) {
     if (reply)
         reply->clear();
-    if (!DriverSend(command, length))
+    if (!DriverSend(line, command, length))
         return false;
-    return DriverRead(budget, reply);
+    return DriverRead(line, budget, reply);
 }
 
 int64_t DriverReplyStatus(const QByteArray& reply) {
@@ -40,12 +42,12 @@ int64_t DriverReplyStatus(const QByteArray& reply) {
     return CM_ERROR_ENCODE(word);
 }
 
-bool DriverPortConnected() {
-    return CChromameterDetector::GetInstance()->m_port.IsPortConnect();
+bool DriverPortConnected(CInstrumentLine& line) {
+    return line.Port().IsPortConnect();
 }
 
-void DriverClosePort() {
-    CChromameterDetector::GetInstance()->m_port.Close();
+void DriverClosePort(CInstrumentLine& line) {
+    line.Port().Close();
 }
 
 unsigned long DriverMeasurementStarted(CDriverWorkers::Started started) {
@@ -58,7 +60,8 @@ unsigned long DriverMeasurementStarted(CDriverWorkers::Started started) {
     return RESULT_FAIL;
 }
 
-unsigned long DriverRunMeasurement(const DriverMeasureFlags& flags, const std::function<bool()>& exchanges) {
+unsigned long DriverRunMeasurement(CInstrumentLine& line, const DriverMeasureFlags& flags,
+                                   const std::function<bool()>& exchanges) {
     *flags.measuring = true;
     const bool ok = exchanges();
     *flags.measuring = false;
@@ -72,8 +75,8 @@ unsigned long DriverRunMeasurement(const DriverMeasureFlags& flags, const std::f
 
     unsigned long code = RESULT_FAIL;
     // A worker stopped for a new detection leaves the port to it.
-    if (!CDriverWorkers::StopRequested() && !DriverPortConnected()) {
-        DriverClosePort();
+    if (!CDriverWorkers::StopRequested() && !DriverPortConnected(line)) {
+        DriverClosePort(line);
         *flags.connected = false;
         code = RESULT_PORT_LOST;
     }

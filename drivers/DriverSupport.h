@@ -9,26 +9,28 @@
 
 #include <cstdint>
 
+class CInstrumentLine;
 struct SChromameterMeasureData;
 
-// Small pieces of conversation every driver shares. Each exchange goes through a fresh
-// CChromameterCommand, so writes travel through the detector's doWrite signal and reads come from
-// its port, exactly as a driver doing it by hand.
+// Small pieces of conversation every driver shares, on the line the driver was given. Each exchange
+// goes through a fresh CChromameterCommand, so writes travel through the line's write (the detector's
+// doWrite signal) and reads come from its port, exactly as a driver doing it by hand.
 
 // Sends `length` bytes of `command`. False only if the channel reports a short write.
-bool DriverSend(const char* command, int length);
+bool DriverSend(CInstrumentLine& line, const char* command, int length);
 // Reads one reply within `budget` (its tries x waitMs before the first byte). On success
 // *reply holds the bytes received (at most one reply buffer's worth) and the result is true.
-bool DriverRead(ReadBudget budget, QByteArray* reply);
+bool DriverRead(CInstrumentLine& line, ReadBudget budget, QByteArray* reply);
 // DriverSend then, if it succeeded, DriverRead.
-bool DriverSendAndRead(const char* command, int length, ReadBudget budget, QByteArray* reply);
+bool DriverSendAndRead(CInstrumentLine& line, const char* command, int length, ReadBudget budget,
+                       QByteArray* reply);
 // The status word of a text reply as CM_ERROR_ENCODE numbers it; a reply shorter than four bytes is
 // looked at with NUL padding, as it stands in a zero-filled reply buffer.
 int64_t DriverReplyStatus(const QByteArray& reply);
-// Whether the detector's port still counts as connected (a vanished device makes this false).
-bool DriverPortConnected();
-// Closes the detector's port.
-void DriverClosePort();
+// Whether the line's port still counts as connected (a vanished device makes this false).
+bool DriverPortConnected(CInstrumentLine& line);
+// Closes the line's port.
+void DriverClosePort(CInstrumentLine& line);
 // What Measure makes of its worker's start: RESULT_OK when it runs. One that could not be created is
 // raised to a caller on the host's side as std::system_error ("thread constructor failed"); asked from
 // inside a worker (a watcher measuring from a notification) it is a failed measurement instead, told
@@ -48,7 +50,8 @@ struct DriverMeasureFlags {
 // success the values become readable and the watchers hear of it; on failure they are told
 // RESULT_FAIL, or RESULT_PORT_LOST when the port is gone (then the port is closed and the driver
 // disconnected). Returns RESULT_OK or RESULT_FAIL.
-unsigned long DriverRunMeasurement(const DriverMeasureFlags& flags, const std::function<bool()>& exchanges);
+unsigned long DriverRunMeasurement(CInstrumentLine& line, const DriverMeasureFlags& flags,
+                                   const std::function<bool()>& exchanges);
 
 // ReadLvXy from the values a measurement stored: only while the measurement is valid and its data
 // ready, the record receives x, y, Lv and Tcp narrowed to single precision (RESULT_OK); otherwise

@@ -31,7 +31,7 @@ unsigned long runTable(CLuminanceMeter* meter, const char (&commands)[N][LUMINAN
 }
 } // namespace
 
-CLuminanceMeter::CLuminanceMeter() : m_bStaleReplies(false) {
+CLuminanceMeter::CLuminanceMeter(CInstrumentLine& line) : m_bStaleReplies(false), m_line(line) {
     m_bConnected = false;
     m_bMeasuring = false;
     m_bMeasureSucceed = false;
@@ -50,7 +50,7 @@ void CLuminanceMeter::DrainStaleReplies() {
     // until all three frames have come, or until the line stays quiet for a reply's whole budget.
     int taken = 0;
     QByteArray stale;
-    while (taken < kStaleReadOutReplies * LUMINANCE_REPLY_SIZE && DriverRead(kReply, &stale))
+    while (taken < kStaleReadOutReplies * LUMINANCE_REPLY_SIZE && DriverRead(m_line, kReply, &stale))
         taken += stale.size();
 }
 
@@ -59,10 +59,10 @@ unsigned long CLuminanceMeter::DoExcute(char (*commands)[100], char (*replies)[2
         return RESULT_OK;
     DrainStaleReplies();
     for (int i = 0; i < count; ++i) {
-        if (!DriverSend(commands[i], LUMINANCE_COMMAND_SIZE))
+        if (!DriverSend(m_line, commands[i], LUMINANCE_COMMAND_SIZE))
             return RESULT_FAIL;
         QByteArray reply;
-        if (!DriverRead(kReply, &reply))
+        if (!DriverRead(m_line, kReply, &reply))
             return RESULT_FAIL;
         // Byte for byte, zero padding included; whatever follows the 200th byte is not looked at.
         if (!LuminanceReplyMatches(reply, replies[i]))
@@ -86,7 +86,7 @@ unsigned long CLuminanceMeter::Disconnect() {
     if (result == RESULT_OK)
         CMinoltaVistor::GetInstance()->NotifyAll_Disconnected();
     // The port is given up whether or not the instrument answered.
-    DriverClosePort();
+    DriverClosePort(m_line);
     return result;
 }
 
@@ -108,11 +108,11 @@ unsigned long CLuminanceMeter::Polling() {
     // Deliberately unbounded while the instrument is there: it decides when the measurement is over.
     // A lost adapter ends it (the read that found it gone has closed the port).
     do {
-        sent = DriverSend(command, LUMINANCE_COMMAND_SIZE);
+        sent = DriverSend(m_line, command, LUMINANCE_COMMAND_SIZE);
         for (int n = 0; n < kStatusRepliesPerRequest; ++n) {
             QByteArray reply;
-            if (!DriverRead(kStatus, &reply)) {
-                lost = !DriverPortConnected();
+            if (!DriverRead(m_line, kStatus, &reply)) {
+                lost = !DriverPortConnected(m_line);
                 break;
             }
             // Anything but a status reply still counts against the two.
@@ -141,10 +141,10 @@ double CLuminanceMeter::ReadLastestData() {
     }
 
     const LuminanceFrameTables& tables = LuminanceTables();
-    bool failed = !DriverSend(tables.readCommands[0], LUMINANCE_COMMAND_SIZE);
+    bool failed = !DriverSend(m_line, tables.readCommands[0], LUMINANCE_COMMAND_SIZE);
     double reading = 0.0;
     QByteArray reply;
-    if (!DriverRead(kReply, &reply)) {
+    if (!DriverRead(m_line, kReply, &reply)) {
         failed = true;
     } else if (!LuminanceReplyMatches(reply, tables.readFirstReply)) {
         // A reply too short to hold the reading brings none back.
@@ -158,11 +158,11 @@ double CLuminanceMeter::ReadLastestData() {
     // The other three parts of the read-out are sent without reading their replies; whatever the
     // instrument answers to them is thrown away before the next exchange.
     m_bStaleReplies = true;
-    if (!DriverSend(tables.readCommands[1], LUMINANCE_COMMAND_SIZE))
+    if (!DriverSend(m_line, tables.readCommands[1], LUMINANCE_COMMAND_SIZE))
         return -1.0;
-    if (!DriverSend(tables.readCommands[2], LUMINANCE_COMMAND_SIZE))
+    if (!DriverSend(m_line, tables.readCommands[2], LUMINANCE_COMMAND_SIZE))
         return -1.0;
-    if (DriverSend(tables.readCommands[3], LUMINANCE_COMMAND_SIZE))
+    if (DriverSend(m_line, tables.readCommands[3], LUMINANCE_COMMAND_SIZE))
         result = reading;
     return result;
 }

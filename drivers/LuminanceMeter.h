@@ -2,11 +2,14 @@
 
 #include "IMinolta.h"
 
+class CInstrumentLine;
+
 // The luminance meter: fixed 100-byte binary command frames, each answered by a frame that must match
 // the expected one over 200 bytes. Everything runs on the caller's thread, the measurement included.
 class CLuminanceMeter : public ILuminanceMeter, public IMinolta {
 public:
-    CLuminanceMeter();
+    // The driver talks on `line` (the detector's), which must outlive it.
+    explicit CLuminanceMeter(CInstrumentLine& line);
 
     unsigned long Connect() override;
     unsigned long Disconnect() override;
@@ -36,4 +39,5 @@ private:
 
     // Set once read-out frames whose replies nobody reads have been sent.
     bool m_bStaleReplies;
+    CInstrumentLine& m_line;
 };

@@ -17,7 +17,8 @@ const char kQuit[] = "Q";
 const unsigned long kQuitDrainMs = 50;
 } // namespace
 
-CPhotoResearch::CPhotoResearch() : m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_nLimitTimes(kDefaultLimit) {
+CPhotoResearch::CPhotoResearch(CInstrumentLine& line)
+    : m_dLv(0.0), m_dX(0.0), m_dY(0.0), m_nLimitTimes(kDefaultLimit), m_line(line) {
     m_bConnected = false;
     m_bMeasuring = false;
     m_bMeasureSucceed = false;
@@ -33,7 +34,7 @@ unsigned long CPhotoResearch::SendData(const char* command) {
     // The instrument takes its commands a character at a time.
     for (const char* p = command; *p; ++p) {
         const char one[2] = {*p, '\0'};
-        if (!DriverSend(one, 1))
+        if (!DriverSend(m_line, one, 1))
             return RESULT_FAIL;
     }
     return RESULT_OK;
@@ -45,7 +46,7 @@ unsigned long CPhotoResearch::Connect() {
         return sent;
 
     QByteArray reply;
-    const bool read = DriverRead(kAnswer, &reply);
+    const bool read = DriverRead(m_line, kAnswer, &reply);
     if (!PhotoResearchIsRemoteModeGreeting(reply))
         return RESULT_FAIL;
     const unsigned long result = read ? RESULT_OK : RESULT_FAIL;
@@ -66,7 +67,7 @@ unsigned long CPhotoResearch::Disconnect() {
     // Closing discards whatever the adapter has not sent yet; give the one byte time to leave, or
     // the instrument would stay in remote mode.
     QThread::msleep(kQuitDrainMs);
-    DriverClosePort();
+    DriverClosePort(m_line);
     return RESULT_OK;
 }
 
@@ -98,12 +99,12 @@ unsigned long CPhotoResearch::MeasureThread(void* param) {
     int budget = self->m_nLimitTimes;
     if (budget != 0) {
         for (;;) {
-            if (DriverRead(kPoll, &reply)) {
+            if (DriverRead(self->m_line, kPoll, &reply)) {
                 replied = true;
                 break;
             }
             // No report can come any more: the worker is being stopped, or the adapter is gone.
-            if (CDriverWorkers::StopRequested() || !DriverPortConnected())
+            if (CDriverWorkers::StopRequested() || !DriverPortConnected(self->m_line))
                 break;
             // Only exactly 0 ends the polling; a negative limit wraps round the whole range of int.
             budget = int(unsigned(budget) - 1u);
@@ -156,7 +157,7 @@ unsigned long CPhotoResearch::ReadLvXy(SChromameterMeasureData& data) {
         if (sent != RESULT_OK)
             return sent;
         QByteArray reply;
-        if (!DriverRead(kAnswer, &reply))
+        if (!DriverRead(m_line, kAnswer, &reply))
             return RESULT_FAIL;
         if (DealResultData(reply.constData(), kReadData) != RESULT_OK)
             return RESULT_FAIL;

@@ -2,11 +2,14 @@
 
 #include "IMinolta.h"
 
+class CInstrumentLine;
+
 // Photo Research instrument in its remote text mode: "PHOTO" to enter it, "M1\n" to measure,
 // "D1\n" to read the last result, "Q" to leave. Detected as type 3, although m_nType stays -1.
 class CPhotoResearch : public IMinolta {
 public:
-    CPhotoResearch();
+    // The driver talks on `line` (the detector's), which must outlive it.
+    explicit CPhotoResearch(CInstrumentLine& line);
     ~CPhotoResearch() override;
 
     unsigned long Connect() override;
@@ -37,4 +40,7 @@ protected:
     double m_dX;
     double m_dY;
     int m_nLimitTimes;
+
+private:
+    CInstrumentLine& m_line;
 };

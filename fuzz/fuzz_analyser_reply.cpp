@@ -4,7 +4,7 @@
 
 #include "FuzzCheck.h"
 #include "drivers/ColourTextProtocol.h"
-#include "drivers/ReplyText.h"
+#include "transport/ReplyText.h"
 
 #include <QString>
 #include <QStringList>

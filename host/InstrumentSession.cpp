@@ -208,14 +208,18 @@ int InstrumentSession::hintDetection() {
             m_console.line(QStringLiteral("chromameter: note: ") + note + QStringLiteral("; ignored"));
         }
     }
-    // This host scans its ports one at a time itself: the hint names only the family.
+    // This host scans its ports one at a time itself: the hint names only the family. A family the
+    // user named is the only one tried; the last connection's goes first and the others follow.
     QVector<int> families;
     if (type >= 0)
         families.append(type);
-    ChromameterSetDetectionHint(families.constData(), families.size(), nullptr);
+    const bool only = !m_settings.family.isEmpty() && type >= 0;
+    ChromameterSetDetectionHintEx(families.constData(), families.size(), nullptr,
+                                  only ? CHROMAMETER_DETECT_ONLY_HINTED : 0u);
     if (type >= 0)
-        TraceLog::Session(
-            QStringLiteral("detection hint: %1 first").arg(QLatin1String(kInstrumentFamilies[type].name)));
+        TraceLog::Session(QStringLiteral("detection hint: %1 %2")
+                              .arg(QLatin1String(kInstrumentFamilies[type].name),
+                                   only ? QStringLiteral("only") : QStringLiteral("first")));
     return type;
 }
 
@@ -268,17 +272,6 @@ int InstrumentSession::detect() {
         if (result != RESULT_OK)
             continue;
         const int type = DetectedType::of(m_minolta);
-        if (onlyType >= 0 && type != onlyType) {
-            // Another family answered after the one asked for had not: this is not the instrument
-            // the user named.
-            m_connected = true;
-            disconnect();
-            const InstrumentFamily* found = InstrumentFamilyOf(type);
-            m_console.line(QStringLiteral("chromameter: the %1 family did not answer on %2 (a %3 did)")
-                               .arg(m_settings.family, port.path,
-                                    found ? QLatin1String(found->title) : QLatin1String("instrument")));
-            return NotFound;
-        }
         m_connected = true;
         m_info.type = type;
         const InstrumentFamily* family = InstrumentFamilyOf(type);

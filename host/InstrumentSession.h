@@ -48,7 +48,8 @@ private:
     bool readCatalogue(QString* error);
     void restrictToPort();
     QString lastConnectionFile() const;
-    // Tells detection which family to try first (--family, or the last connection); the type, or -1.
+    // Tells detection which family to try: only the one --family names, or the last connection's
+    // first; the type, or -1.
     int hintDetection();
     void rememberConnection();
 

@@ -128,12 +128,11 @@ PYBIND11_MODULE(_core, m) {
                  options.session.simFault = qstr(simFault);
                  options.session.simLine = qstr(simLine);
                  options.session.readTcp = readTcp;
-                 // The family named is the detection hint, as --family is for the command line: the
-                 // library tries it first, at its own line speed.
+                 // The family named is the only one detection tries, as with --family on the command
+                 // line: at its own line speed, and no other family answers in its place.
                  options.session.family = qstr(family);
                  // A script connects where it says; the command line's last connection is the user's.
                  options.session.remember = false;
-                 options.family = qstr(family);
                  options.timeoutSec = timeout;
                  py::gil_scoped_release release;
                  return std::make_unique<PythonInstrument>(options);

@@ -29,12 +29,6 @@ PythonInstrument::PythonInstrument(const Options& options) : m_options(options) 
     if (m_session->detect() != InstrumentSession::Ok)
         throw InstrumentFailure(InstrumentFailure::Kind::NoInstrument, RESULT_FAIL, lastMessage());
     m_open = true;
-    if (!options.family.isEmpty() && options.family != info().family) {
-        const QString found = info().family;
-        close();
-        throw InstrumentFailure(InstrumentFailure::Kind::NoInstrument, RESULT_FAIL,
-                                QStringLiteral("found a %1, not a %2").arg(found, options.family));
-    }
     m_taker = std::make_unique<ReadingTaker>(*m_session, *m_console);
 }
 

@@ -20,7 +20,6 @@ class PythonInstrument {
 public:
     struct Options {
         SessionSettings session;
-        QString family;           // the family expected; empty: any
         double timeoutSec = 10.0; // for one reading
     };
 

@@ -1,6 +1,5 @@
 #include "SerialPortCross.h"
 
-#include "ChromameterCommand.h"
 #include "PortReadSlices.h"
 #include "ReplyText.h"
 

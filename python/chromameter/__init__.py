@@ -86,7 +86,8 @@ class Instrument:
     ``port``: try only this port (a name from :func:`ports` or a path); by default every port
     detection tries. ``family``: the family expected (``spectro``, ``analyser``, ``luminance``,
     ``photoresearch``, ``jingce``): detection tries only that family, at its own line speed, so it
-    connects at once; another family found is a :class:`NoInstrumentError`.
+    connects at once; when it does not answer, no other family is tried and opening raises
+    :class:`NoInstrumentError` naming the family and the port.
     ``simulate``: a family name to measure the built-in simulator instead of a real instrument, with
     ``sim_display`` (a virtual display such as ``"srgb-ideal"`` or ``"wide-lcd,noise=0.002"``),
     ``sim_values`` (``"Lv,x,y[,Tcp]"``), ``sim_fault`` and ``sim_line`` as ``chromameter

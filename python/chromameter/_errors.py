@@ -20,7 +20,7 @@ class InstrumentError(Exception):
 
 
 class NoInstrumentError(InstrumentError):
-    """No instrument answered on the ports detection tried (or not the family asked for)."""
+    """No instrument answered on the ports detection tried (with ``family=``, not that family)."""
 
 
 class MeasurementTimeout(InstrumentError, TimeoutError):

@@ -1,6 +1,10 @@
-"""Naming the family makes detection try it first, at its own line speed: the connection is quick."""
+"""Naming the family makes detection try it alone, at its own line speed: the connection is quick,
+and another family attached is no instrument."""
 
+import re
 import time
+
+import pytest
 
 import chromameter
 
@@ -27,3 +31,16 @@ def test_a_named_family_connects_again_quickly():
     # No detection budget of another family is waited out: well under the 4 s of a full one.
     assert connect_seconds(family="jingce") < 2.0
     assert connect_seconds(family="jingce") < 2.0
+
+
+def test_a_wrong_family_raises_no_instrument_error_naming_the_family_and_the_port():
+    # A Jingce meter attached, the spectroradiometer named: only its trial runs, so it fails in about
+    # its failing budget (1.1 s) instead of going on to find the Jingce meter.
+    start = time.monotonic()
+    with pytest.raises(chromameter.NoInstrumentError) as raised:
+        chromameter.Instrument(simulate="jingce", family="spectro", sim_line="instant")
+    elapsed = time.monotonic() - start
+    assert re.search(r"the spectro family did not answer on \S+/dev/cu\.usbserial-SIM", raised.value.message)
+    print(f"a wrong family failed in {elapsed:.2f} s")
+    # A full detection reaches the Jingce meter only after more than 4 s.
+    assert elapsed < 4.0

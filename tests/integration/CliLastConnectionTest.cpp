@@ -142,17 +142,22 @@ TEST(CliLastConnection, StaleRecordOfAnotherFamilyCostsOnlyThatFamilysTrial) {
     EXPECT_EQ(readAll(recordPath(cache)), QByteArray("family analyser\n"));
 }
 
-TEST(CliLastConnection, FamilyThatDoesNotAnswerIsNamedWithThePort) {
+TEST(CliLastConnection, FamilyThatDoesNotAnswerIsNamedWithThePortAndNoOtherIsTried) {
     QTemporaryDir cache;
     ASSERT_TRUE(cache.isValid());
+    // The spectroradiometer named, an analyser attached: the analyser, next in the plain order,
+    // would answer if it were asked.
     const CliRun run =
-        chromameter(cache.path(), {"--simulate", "analyser", "--family", "luminance", "--trace", "detect"});
+        chromameter(cache.path(), {"--simulate", "analyser", "--family", "spectro", "--trace", "measure"});
     ASSERT_TRUE(run.finished);
-    EXPECT_EQ(run.exitCode, 3);
-    EXPECT_TRUE(QString::fromUtf8(run.err).contains(QRegularExpression(
-        QStringLiteral("the luminance family did not answer on \\S+/dev/cu\\.usbserial-SIM"))))
+    EXPECT_EQ(run.exitCode, 3) << run.err.toStdString();
+    EXPECT_TRUE(QString::fromUtf8(run.err).contains(QRegularExpression(QStringLiteral(
+        "no instrument found: the spectro family did not answer on \\S+/dev/cu\\.usbserial-SIM"))))
         << run.err.toStdString();
-    EXPECT_EQ(familiesTried(run.err).value(0), QStringLiteral("luminance"));
+    EXPECT_EQ(familiesTried(run.err), QStringList({"spectro"}));
+    // The simulator never heard the analyser's handshake.
+    EXPECT_FALSE(run.err.contains("host -> instrument (9600 baud) COM,1")) << run.err.toStdString();
+    EXPECT_TRUE(run.out.isEmpty()) << run.out.toStdString();
     EXPECT_FALSE(QFile::exists(recordPath(cache)));
 }
 
@@ -160,10 +165,11 @@ TEST(CliLastConnection, FamilyThatAnswersConnectsAtOnce) {
     QTemporaryDir cache;
     ASSERT_TRUE(cache.isValid());
     const CliRun run = chromameter(
-        cache.path(), {"--simulate", "photoresearch", "--family", "photoresearch", "--trace", "detect"});
+        cache.path(), {"--simulate", "photoresearch", "--family", "photoresearch", "--trace", "measure"});
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(familiesTried(run.err), QStringList({"photoresearch"}));
     EXPECT_TRUE(run.out.contains("photoresearch")) << run.out.toStdString();
+    EXPECT_TRUE(run.out.contains("120.5")) << run.out.toStdString();
 }
 
 TEST(CliLastConnection, UnknownFamilyIsAUsageError) {

@@ -21,6 +21,7 @@ namespace {
 // worker of its own) holds its lock.
 template <class Driver> class ColourProbe : public DriverProbe<Driver> {
 public:
+    using DriverProbe<Driver>::DriverProbe;
     bool locked() {
         if (!this->m_mutex.tryLock())
             return true;

@@ -40,7 +40,7 @@ TEST(CommandChannel, NoTriesWithSilentInstrumentReadsOnceSleepsOnceAndFails) {
     int length = -1;
     QElapsedTimer timer;
     timer.start();
-    EXPECT_FALSE(CChromameterCommand().Read(&reply, length, 0, 100));
+    EXPECT_FALSE(CChromameterCommand(detectorLine()).Read(&reply, length, 0, 100));
     const qint64 elapsed = timer.elapsed();
     // One port read (80 ms) and one sleep of 100 ms; a second pass would take 360 ms.
     EXPECT_GE(elapsed, 175);
@@ -58,7 +58,7 @@ TEST(CommandChannel, NoTriesOnClosedPortMakesExactlyOnePortRead) {
     int length = -1;
     QElapsedTimer timer;
     timer.start();
-    EXPECT_FALSE(CChromameterCommand().Read(&reply, length, 0, 50));
+    EXPECT_FALSE(CChromameterCommand(detectorLine()).Read(&reply, length, 0, 50));
     EXPECT_GE(timer.elapsed(), 45);
     EXPECT_EQ(log.count(QStringLiteral("no isOpen")), 1);
     EXPECT_EQ(length, 0);
@@ -71,7 +71,7 @@ TEST(CommandChannel, EachTryIsOnePortReadAndOneSleep) {
     int length = -1;
     QElapsedTimer timer;
     timer.start();
-    EXPECT_FALSE(CChromameterCommand().Read(&reply, length, 3, 30));
+    EXPECT_FALSE(CChromameterCommand(detectorLine()).Read(&reply, length, 3, 30));
     EXPECT_GE(timer.elapsed(), 85);
     EXPECT_EQ(log.count(QStringLiteral("no isOpen")), 3);
     delete[] reply;
@@ -84,10 +84,10 @@ TEST(CommandChannel, ReplyInSeveralChunksIsJoinedInOrder) {
                               ReplyPiece{45, "0.3290,"}, ReplyPiece{45, "120.5\r\n"}});
     ASSERT_TRUE(openDetectorPort(sim->portPath()));
     MessageCapture log;
-    ASSERT_TRUE(CChromameterCommand().Send("MES,1\n", 6));
+    ASSERT_TRUE(CChromameterCommand(detectorLine()).Send("MES,1\n", 6));
     char* reply = nullptr;
     int length = -1;
-    EXPECT_TRUE(CChromameterCommand().Read(&reply, length, 20, 20));
+    EXPECT_TRUE(CChromameterCommand(detectorLine()).Read(&reply, length, 20, 20));
     const QByteArray expected("OK00,1,2,0.3127,0.3290,120.5\r\n");
     EXPECT_EQ(QByteArray(reply, length), expected);
     EXPECT_EQ(length, expected.size());
@@ -102,13 +102,13 @@ TEST(CommandChannel, ReplyIsCompleteWhenOneReadComesBackEmpty) {
     // The second piece comes after a port read (80 ms) has found nothing: it is not part of the reply.
     sim->onPieces("PING\n", {ReplyPiece{0, "FIRST\r\n"}, ReplyPiece{400, "LATE\r\n"}});
     ASSERT_TRUE(openDetectorPort(sim->portPath()));
-    ASSERT_TRUE(CChromameterCommand().Send("PING\n", 5));
+    ASSERT_TRUE(CChromameterCommand(detectorLine()).Send("PING\n", 5));
     char* reply = nullptr;
     int length = -1;
-    EXPECT_TRUE(CChromameterCommand().Read(&reply, length, 20, 20));
+    EXPECT_TRUE(CChromameterCommand(detectorLine()).Read(&reply, length, 20, 20));
     EXPECT_EQ(QByteArray(reply, length), QByteArray("FIRST\r\n"));
     delete[] reply;
-    ASSERT_TRUE(CChromameterCommand().Read(&reply, length, 20, 50));
+    ASSERT_TRUE(CChromameterCommand(detectorLine()).Read(&reply, length, 20, 50));
     EXPECT_EQ(QByteArray(reply, length), QByteArray("LATE\r\n"));
     delete[] reply;
 }
@@ -116,14 +116,14 @@ TEST(CommandChannel, ReplyIsCompleteWhenOneReadComesBackEmpty) {
 TEST(CommandChannel, SendGoesOutThroughTheDetector) {
     auto sim = startInstrument();
     ASSERT_TRUE(openDetectorPort(sim->portPath()));
-    EXPECT_TRUE(CChromameterCommand().Send("COM,1\n", 6));
+    EXPECT_TRUE(CChromameterCommand(detectorLine()).Send("COM,1\n", 6));
     EXPECT_TRUE(waitUntil([&] { return sim->received() == QByteArray("COM,1\n"); }, 2000))
         << sim->received().constData();
 }
 
 TEST(CommandChannel, SendReturnsTrueOnClosedPort) {
     ASSERT_FALSE(CChromameterDetector::GetInstance()->m_port.IsOpen());
-    EXPECT_TRUE(CChromameterCommand().Send("COM,1\n", 6));
+    EXPECT_TRUE(CChromameterCommand(detectorLine()).Send("COM,1\n", 6));
 }
 
 TEST(CommandChannel, LostAdapterClosesThePortAndFailsAtOnce) {
@@ -136,7 +136,7 @@ TEST(CommandChannel, LostAdapterClosesThePortAndFailsAtOnce) {
     QElapsedTimer timer;
     timer.start();
     // Fifty tries of 100 ms would be seven seconds of waiting.
-    EXPECT_FALSE(CChromameterCommand().Read(&reply, length, 50, 100));
+    EXPECT_FALSE(CChromameterCommand(detectorLine()).Read(&reply, length, 50, 100));
     EXPECT_LT(timer.elapsed(), 1000);
     EXPECT_EQ(length, 0);
     EXPECT_FALSE(port.IsOpen());
@@ -156,7 +156,7 @@ TEST(CommandChannel, LostAdapterSeenFromWorkerThreadClosesThePort) {
         int length = -1;
         QElapsedTimer timer;
         timer.start();
-        result = CChromameterCommand().Read(&reply, length, 50, 100);
+        result = CChromameterCommand(detectorLine()).Read(&reply, length, 50, 100);
         elapsed = timer.elapsed();
         delete[] reply;
         done = true;
@@ -173,10 +173,10 @@ TEST(CommandChannel, ReplyBufferIsZeroFilledAndOwnedByTheCaller) {
     auto sim = startInstrument();
     sim->on("PING\n", "OK00\r\n");
     ASSERT_TRUE(openDetectorPort(sim->portPath()));
-    ASSERT_TRUE(CChromameterCommand().Send("PING\n", 5));
+    ASSERT_TRUE(CChromameterCommand(detectorLine()).Send("PING\n", 5));
     char* reply = nullptr;
     int length = -1;
-    ASSERT_TRUE(CChromameterCommand().Read(&reply, length, 20, 20));
+    ASSERT_TRUE(CChromameterCommand(detectorLine()).Read(&reply, length, 20, 20));
     EXPECT_EQ(length, 6);
     EXPECT_STREQ(reply, "OK00\r\n");
     EXPECT_TRUE(allZero(reply + length, CHROMAMETER_REPLY_SIZE - length));
@@ -193,12 +193,12 @@ TEST(CommandChannel, CommandSentFromWorkerLeavesBeforeTheWorkersFirstRead) {
     std::atomic<bool> answered{false};
     QByteArray reply;
     std::thread worker([&] {
-        sent = CChromameterCommand().Send("PING\n", 5);
+        sent = CChromameterCommand(detectorLine()).Send("PING\n", 5);
         // One port read and no second chance: it finds the answer only if the command was already
         // out when it took the port's lock.
         char* buf = nullptr;
         int length = -1;
-        answered = CChromameterCommand().Read(&buf, length, 1, 0);
+        answered = CChromameterCommand(detectorLine()).Read(&buf, length, 1, 0);
         reply = QByteArray(buf, length > 0 ? length : 0);
         delete[] buf;
         done = true;
@@ -217,7 +217,7 @@ TEST(CommandChannel, CommandSentFromWorkerHasLeftWhenSendReturns) {
     std::atomic<bool> returned{false};
     std::atomic<bool> sent{false};
     std::thread worker([&] {
-        sent = CChromameterCommand().Send("MES,1\n", 6);
+        sent = CChromameterCommand(detectorLine()).Send("MES,1\n", 6);
         returned = true;
     });
     // The port's thread runs its event loop only until Send has returned, and never again below.
@@ -240,7 +240,7 @@ TEST(CommandChannel, SendFromWorkerWhilePortsThreadIsBlockedReturnsAndTheCommand
         std::memcpy(bytes, "MES,1\n", 6);
         QElapsedTimer timer;
         timer.start();
-        sent = CChromameterCommand().Send(bytes, 6);
+        sent = CChromameterCommand(detectorLine()).Send(bytes, 6);
         elapsed = timer.elapsed();
         // The sender's buffer is gone long before the port's thread gets to the write.
         std::memset(bytes, 'X', 8);
@@ -266,7 +266,7 @@ TEST(CommandChannel, SendsFromWorkerWhilePortsThreadIsBlockedLeaveInOrder) {
         // One byte at a time from a short-lived string, as the Photo Research driver sends.
         for (const char* p = "PHOTO"; *p; ++p) {
             const char one[2] = {*p, '\0'};
-            if (CChromameterCommand().Send(one, 1))
+            if (CChromameterCommand(detectorLine()).Send(one, 1))
                 ++sentCount;
         }
     });
@@ -285,7 +285,7 @@ TEST(CommandChannel, SendOnThePortsThreadWritesWithinTheCallAndNeverWaitsForItsO
     QMetaObject::invokeMethod(
         &CChromameterDetector::GetInstance()->m_port, [&queuedRan] { queuedRan = true; },
         Qt::QueuedConnection);
-    EXPECT_TRUE(CChromameterCommand().Send("COM,1\n", 6));
+    EXPECT_TRUE(CChromameterCommand(detectorLine()).Send("COM,1\n", 6));
     // Written inside the call: it neither ran this thread's queue nor waited for it.
     EXPECT_FALSE(queuedRan);
     for (int i = 0; i < 400 && sim->received().size() < 6; ++i)
@@ -300,7 +300,7 @@ TEST(CommandChannel, SendFromWorkerOnClosedPortStillReturnsTrue) {
     std::atomic<bool> done{false};
     std::atomic<bool> sent{false};
     std::thread worker([&] {
-        sent = CChromameterCommand().Send("COM,1\n", 6);
+        sent = CChromameterCommand(detectorLine()).Send("COM,1\n", 6);
         done = true;
     });
     EXPECT_TRUE(waitUntil([&] { return done.load(); }, 5000));

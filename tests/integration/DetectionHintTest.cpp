@@ -1,8 +1,10 @@
 // The host's hint to detection (ChromameterSetDetectionHint): families named are tried first, the rest
 // follow in type order, a named port is scanned first; no hint, or the hint cleared, leaves the plain
-// order exactly; bad arguments change nothing.
+// order exactly; bad arguments change nothing. With CHROMAMETER_DETECT_ONLY_HINTED
+// (ChromameterSetDetectionHintEx) the families named are the only ones tried.
 #include "DetectionHint.h"
 #include "ChromameterDetector.h"
+#include "ChromameterMinoltaApi.h"
 #include "InstrumentFamilies.h"
 #include "InstrumentModel.h"
 #include "ScriptedInstrument.h"
@@ -10,11 +12,13 @@
 #include "TestSupport.h"
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QRegularExpression>
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
 #include <memory>
 #include <thread>
 
@@ -37,6 +41,11 @@ struct HintScope {
 void hint(std::initializer_list<int> families, const char* port = nullptr) {
     const std::vector<int> list(families);
     ChromameterSetDetectionHint(list.data(), int(list.size()), port);
+}
+
+void hintOnly(std::initializer_list<int> families, const char* port = nullptr) {
+    const std::vector<int> list(families);
+    ChromameterSetDetectionHintEx(list.data(), int(list.size()), port, CHROMAMETER_DETECT_ONLY_HINTED);
 }
 
 // What the instrument heard, with the line speed of each piece: the conversation as the line saw it.
@@ -204,4 +213,136 @@ TEST(DetectionHint, HintSetDuringADetectionAppliesFromTheNextOne) {
     EXPECT_EQ(detector->FindProlificComNumber(), 1);
     EXPECT_TRUE(next->received().startsWith("COM,1\n")) << next->received().toStdString();
     EXPECT_FALSE(next->received().contains("STR,4"));
+}
+
+TEST(DetectionHint, OnlyHintNamingTheAttachedFamilyConnectsAndNoOtherFamilyIsHeard) {
+    HintScope scope;
+    for (const InstrumentFamily& family : kInstrumentFamilies) {
+        SCOPED_TRACE(family.name);
+        auto model = startModel(family.name);
+        CatalogueScope catalogue({model->portPath()});
+        hintOnly({family.type});
+        CChromameterDetector* detector = CChromameterDetector::GetInstance();
+        EXPECT_EQ(detector->FindProlificComNumber(), 1);
+        EXPECT_EQ(detector->m_nInstrumentType, family.type);
+        const auto pieces = heard(*model);
+        ASSERT_EQ(pieces.size(), 1);
+        EXPECT_EQ(pieces.first().first, family.baud);
+        EXPECT_EQ(pieces.first().second.size(), handshakeCommandBytes(family))
+            << pieces.first().second.toStdString();
+        detector->ReleaseMinolta();
+        model->stop();
+    }
+}
+
+TEST(DetectionHint, OnlyHintTriesTheNamedFamiliesInTheHostsOrder) {
+    HintScope scope;
+    // The analyser named before the spectroradiometer that is attached: against the type order.
+    auto model = startModel("spectro");
+    CatalogueScope catalogue({model->portPath()});
+    hintOnly({1, 0});
+    MessageCapture log;
+    CChromameterDetector* detector = CChromameterDetector::GetInstance();
+    EXPECT_EQ(detector->FindProlificComNumber(), 1);
+    EXPECT_EQ(detector->m_nInstrumentType, 0);
+    EXPECT_TRUE(log.contains(QStringLiteral("detection hint: only analyser, spectro tried")))
+        << log.lines().join('\n').toStdString();
+    EXPECT_EQ(log.count(QStringLiteral("detection tries ")), 2) << log.lines().join('\n').toStdString();
+    const auto pieces = heard(*model);
+    ASSERT_EQ(pieces.size(), 1);
+    EXPECT_EQ(pieces.first().first, 9600);
+    EXPECT_TRUE(pieces.first().second.startsWith("COM,1\n")) << pieces.first().second.toStdString();
+    EXPECT_TRUE(pieces.first().second.contains("STR,4\r"));
+}
+
+TEST(DetectionHint, OnlyHintNamingAnAbsentFamilyFailsWithinThatFamilysBudget) {
+    HintScope scope;
+    // The analyser attached, the Jingce colorimeter alone named: in the plain order, or with a plain
+    // hint, detection would go on to the analyser and find it.
+    auto model = startModel("analyser");
+    CatalogueScope catalogue({model->portPath()});
+    hintOnly({4});
+    MessageCapture log;
+    CChromameterDetector* detector = CChromameterDetector::GetInstance();
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_EQ(detector->FindProlificComNumber(), -1);
+    const qint64 elapsedMs = clock.elapsed();
+    EXPECT_EQ(detector->m_nInstrumentType, -1);
+    EXPECT_EQ(log.count(QStringLiteral("detection tries ")), 1) << log.lines().join('\n').toStdString();
+    EXPECT_TRUE(log.contains(QStringLiteral("detection tries jingce (type 4) at 115200 baud")));
+    pumpEvents(100);
+    // The Jingce colorimeter's handshake at 115200 and nothing at any other speed.
+    const auto pieces = heard(*model);
+    ASSERT_EQ(pieces.size(), 1);
+    EXPECT_EQ(pieces.first().first, 115200);
+    EXPECT_TRUE(pieces.first().second.startsWith("COM,0\r")) << pieces.first().second.toStdString();
+    EXPECT_FALSE(pieces.first().second.contains("STR,4"));
+    const InstrumentFamily& jingce = *InstrumentFamilyOf(4);
+    std::printf("only the jingce named, analyser attached: detection failed in %lld ms (jingce's failing "
+                "budget %d ms, a silent full scan %d ms)\n",
+                static_cast<long long>(elapsedMs), SilentTrialMs(jingce), SilentDetectionMs());
+    RecordProperty("only_hint_wrong_family_ms", int(elapsedMs));
+    // It sleeps its budget at the least, and on a busy machine takes longer, but nowhere near the
+    // other four families' trials.
+    EXPECT_GE(elapsedMs, SilentTrialSleptMs(jingce));
+    EXPECT_LT(elapsedMs, SilentDetectionMs());
+}
+
+TEST(DetectionHint, ClearingTheOnlyHintRestoresThePlainOrder) {
+    HintScope scope;
+    CChromameterDetector* detector = CChromameterDetector::GetInstance();
+    for (int clearWithEx = 0; clearWithEx < 2; ++clearWithEx) {
+        SCOPED_TRACE(clearWithEx ? "cleared with ChromameterSetDetectionHintEx"
+                                 : "cleared with ChromameterSetDetectionHint");
+        hintOnly({4}, "/dev/cu.usbserial-ELSEWHERE");
+        if (clearWithEx)
+            ChromameterSetDetectionHintEx(nullptr, 0, nullptr, 0);
+        else
+            ChromameterSetDetectionHint(nullptr, 0, nullptr);
+        const DetectionHint cleared = DetectionHintSnapshot();
+        EXPECT_FALSE(cleared.only);
+        EXPECT_TRUE(cleared.families.isEmpty());
+        EXPECT_TRUE(cleared.port.isEmpty());
+        auto model = startModel("analyser");
+        CatalogueScope catalogue({model->portPath()});
+        EXPECT_EQ(detector->FindProlificComNumber(), 1);
+        EXPECT_EQ(detector->m_nInstrumentType, 1);
+        // The spectroradiometer, then the analyser, all at 9600: nothing of the Jingce's trial.
+        const auto pieces = heard(*model);
+        ASSERT_EQ(pieces.size(), 1);
+        EXPECT_EQ(pieces.first().first, 9600);
+        EXPECT_TRUE(pieces.first().second.startsWith("STR,4\r")) << pieces.first().second.toStdString();
+        EXPECT_TRUE(pieces.first().second.contains("COM,1\n"));
+        detector->ReleaseMinolta();
+        model->stop();
+    }
+}
+
+TEST(DetectionHint, BadFlagsAndArgumentsOfTheOnlyHintAreLoggedAndChangeNothing) {
+    HintScope scope;
+    hintOnly({4, 1}, "/dev/cu.usbserial-KEPT");
+    MessageCapture log;
+    const int analyser[] = {1};
+    ChromameterSetDetectionHintEx(analyser, 1, nullptr, 0x2u);
+    ChromameterSetDetectionHintEx(analyser, 1, nullptr, CHROMAMETER_DETECT_ONLY_HINTED | 0x80000000u);
+    ChromameterSetDetectionHintEx(nullptr, 0, nullptr, CHROMAMETER_DETECT_ONLY_HINTED);
+    ChromameterSetDetectionHintEx(analyser, 0, "/dev/cu.usbserial-OTHER", CHROMAMETER_DETECT_ONLY_HINTED);
+    ChromameterSetDetectionHintEx(nullptr, 1, nullptr, CHROMAMETER_DETECT_ONLY_HINTED);
+    ChromameterSetDetectionHintEx(analyser, -1, nullptr, CHROMAMETER_DETECT_ONLY_HINTED);
+    const int outside[] = {2, 5};
+    ChromameterSetDetectionHintEx(outside, 2, nullptr, CHROMAMETER_DETECT_ONLY_HINTED);
+    EXPECT_EQ(log.count(QStringLiteral("detection hint not changed")), 7)
+        << log.lines().join('\n').toStdString();
+    EXPECT_TRUE(log.contains(QStringLiteral("unknown flags 0x2")));
+    EXPECT_TRUE(log.contains(QStringLiteral("unknown flags 0x80000000")));
+    EXPECT_TRUE(log.contains(QStringLiteral("no family named")));
+    EXPECT_TRUE(log.contains(QStringLiteral("family 5 is not one of 0 to 4")));
+    const DetectionHint kept = DetectionHintSnapshot();
+    EXPECT_EQ(kept.families, QVector<int>({4, 1}));
+    EXPECT_EQ(kept.port, QStringLiteral("/dev/cu.usbserial-KEPT"));
+    EXPECT_TRUE(kept.only);
+    // The plain call leaves the only-hint off.
+    hint({1});
+    EXPECT_FALSE(DetectionHintSnapshot().only);
 }

@@ -350,7 +350,7 @@ TEST(Detector, FailedOpenKeepsThePreviousDriver) {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
     CChromameterDetector* detector = CChromameterDetector::GetInstance();
-    IMinolta* previous = new CLuminanceMeter();
+    IMinolta* previous = new CLuminanceMeter(detectorLine());
     detector->m_pMinolta = previous;
     detector->m_nInstrumentType = 2;
     EXPECT_FALSE(detector->TryConnect(dir.path() + QStringLiteral("/dev/cu.usbserial-GONE")));
@@ -362,7 +362,7 @@ TEST(Detector, ReleaseMinoltaDeletesTheDriverAndKeepsTheType) {
     CChromameterDetector* detector = CChromameterDetector::GetInstance();
     detector->ReleaseMinolta();
     EXPECT_EQ(detector->m_pMinolta, nullptr);
-    detector->m_pMinolta = new CPhotoResearch();
+    detector->m_pMinolta = new CPhotoResearch(detectorLine());
     detector->m_nInstrumentType = 3;
     detector->ReleaseMinolta();
     EXPECT_EQ(detector->m_pMinolta, nullptr);
@@ -375,7 +375,7 @@ TEST(Detector, ReleaseBufFreesAReplyBufferAndForgetsIt) {
     CChromameterDetector* detector = CChromameterDetector::GetInstance();
     char* reply = nullptr;
     int length = -1;
-    CChromameterCommand().Read(&reply, length, 0, 0);
+    CChromameterCommand(detectorLine()).Read(&reply, length, 0, 0);
     ASSERT_NE(reply, nullptr);
     detector->ReleaseBuf(&reply);
     EXPECT_EQ(reply, nullptr);

@@ -176,6 +176,7 @@ struct Probe {
 // The values a finished measurement leaves in each driver, and the flags that let it serve them.
 class PrimedSpectro : public CChromameterMinolta {
 public:
+    using CChromameterMinolta::CChromameterMinolta;
     void prime() {
         m_bMeasureSucceed = m_bReaded = true;
         m_dLv = 120.5;
@@ -186,6 +187,7 @@ public:
 // The two colour drivers keep the same state under the same names.
 template <class ColourDriver> class PrimedColour : public ColourDriver {
 public:
+    using ColourDriver::ColourDriver;
     void prime() {
         this->m_bMeasureSucceed = this->m_bReaded = true;
         this->m_dLv = 120.5;
@@ -198,10 +200,12 @@ using PrimedAnalyser = PrimedColour<CChromameterMinoltaCas40>;
 using PrimedJingce = PrimedColour<CChromameterWuHanJingCe>;
 class PrimedLuminance : public CLuminanceMeter {
 public:
+    using CLuminanceMeter::CLuminanceMeter;
     void prime() { m_bMeasureSucceed = m_bReaded = true; }
 };
 class PrimedPhotoResearch : public CPhotoResearch {
 public:
+    using CPhotoResearch::CPhotoResearch;
     void prime() {
         m_bMeasureSucceed = m_bReaded = true;
         m_dLv = 120.5;
@@ -224,8 +228,8 @@ public:
 template <class Primed> Probe makeProbe(bool safeMeasure, bool safeZero, bool safeLatest) {
     // Two objects: a fresh one for the calls that act on the instrument, a primed one for the reads
     // of stored values. Both live as long as the probe's functions.
-    auto fresh = std::make_shared<Primed>();
-    auto primed = std::make_shared<Primed>();
+    auto fresh = std::make_shared<Primed>(detectorLine());
+    auto primed = std::make_shared<Primed>(detectorLine());
     primed->prime();
     auto watcher = std::make_shared<NullWatcher>();
     Probe probe;
@@ -481,15 +485,15 @@ namespace {
 std::unique_ptr<IMinolta> newDriver(int type) {
     switch (type) {
     case 0:
-        return std::make_unique<CChromameterMinolta>();
+        return std::make_unique<CChromameterMinolta>(detectorLine());
     case 1:
-        return std::make_unique<CChromameterMinoltaCas40>();
+        return std::make_unique<CChromameterMinoltaCas40>(detectorLine());
     case 2:
-        return std::make_unique<CLuminanceMeter>();
+        return std::make_unique<CLuminanceMeter>(detectorLine());
     case 3:
-        return std::make_unique<CPhotoResearch>();
+        return std::make_unique<CPhotoResearch>(detectorLine());
     case 4:
-        return std::make_unique<CChromameterWuHanJingCe>();
+        return std::make_unique<CChromameterWuHanJingCe>(detectorLine());
     default:
         return nullptr;
     }

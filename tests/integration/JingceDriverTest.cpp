@@ -21,6 +21,7 @@ const QByteArray kGoodReading("OK00 3127;3290;120.5\r\n");
 // Gives the tests a view of the driver's own state.
 class ProbedJingce : public DriverProbe<CChromameterWuHanJingCe> {
 public:
+    using DriverProbe<CChromameterWuHanJingCe>::DriverProbe;
     // Whether a zero calibration (or the start of a measurement) holds the driver's lock.
     bool locked() {
         if (!m_mutex.tryLock())

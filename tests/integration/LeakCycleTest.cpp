@@ -10,6 +10,7 @@
 // CHROMA_LEAK_CYCLES overrides its number of driver cycles (1000).
 
 #include "AnalyserModel.h"
+#include "DetectorPort.h"
 #include "ChromameterDetector.h"
 #include "ChromameterMinoltaCas40.h"
 #include "MeasurementOutcome.h"
@@ -109,7 +110,7 @@ protected:
         ASSERT_TRUE(detector->m_port.Open(sim.portPath(), QSerialPort::Baud9600, QSerialPort::NoParity,
                                           QSerialPort::Data8, QSerialPort::OneStop,
                                           QSerialPort::NoFlowControl));
-        std::unique_ptr<CChromameterMinoltaCas40> driver(new CChromameterMinoltaCas40());
+        std::unique_ptr<CChromameterMinoltaCas40> driver(new CChromameterMinoltaCas40(detectorLine()));
         watcher.clear();
         ASSERT_EQ(driver->Connect(), RESULT_OK);
         ASSERT_TRUE(MeasurementOutcome::measure(*driver, false, watcher, 10000).heard());

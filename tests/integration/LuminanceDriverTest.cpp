@@ -46,7 +46,7 @@ using ProbedLuminanceMeter = DriverProbe<CLuminanceMeter>;
 // Polling replaced, to watch how the read-out calls it.
 class PollingCounter : public CLuminanceMeter {
 public:
-    explicit PollingCounter(unsigned long result) : m_result(result) {}
+    explicit PollingCounter(unsigned long result) : CLuminanceMeter(detectorLine()), m_result(result) {}
     unsigned long Polling() override {
         ++calls;
         if (m_bMeasuring && !m_bMeasureSucceed)
@@ -339,7 +339,7 @@ TEST_F(LuminanceDriver, SlowPollingKeepsAskingForAsLongAsTheInstrumentReportsRun
     answerStatus(LUMINANCE_STATUS_RUNNING);
     // Heap-held, so that a Polling that never ends could be left behind without touching this
     // test's frame.
-    auto* meter = new ProbedLuminanceMeter();
+    auto* meter = new ProbedLuminanceMeter(detectorLine());
     auto done = std::make_shared<std::atomic<bool>>(false);
     auto result = std::make_shared<std::atomic<unsigned long>>(0xFFFFu);
     std::thread poller([meter, done, result] {

@@ -138,7 +138,7 @@ TEST_P(PhotoResearchEndToEnd, ModelIgnoresOtherInstrumentsProbesBeforeItsGreetin
     EXPECT_EQ(model.bytesSent(), 0);
     EXPECT_FALSE(model.inRemoteMode());
 
-    CPhotoResearch driver;
+    CPhotoResearch driver(detectorLine());
     EXPECT_EQ(driver.Connect(), RESULT_OK);
     EXPECT_TRUE(driver.IsConnected());
     EXPECT_TRUE(model.inRemoteMode());
@@ -146,7 +146,7 @@ TEST_P(PhotoResearchEndToEnd, ModelIgnoresOtherInstrumentsProbesBeforeItsGreetin
 
 TEST_P(PhotoResearchEndToEnd, ModelAnswersStrayLinesInRemoteModeWithSilence) {
     ASSERT_TRUE(openDetectorPort(model.portPath()));
-    CPhotoResearch driver;
+    CPhotoResearch driver(detectorLine());
     ASSERT_EQ(driver.Connect(), RESULT_OK);
     const qint64 sentAfterGreeting = model.bytesSent();
     CChromameterDetector::GetInstance()->Write("COM,1\n", 6);

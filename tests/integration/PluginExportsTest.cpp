@@ -1,5 +1,6 @@
 // The built plugin as a host sees it: what it exports, and what a host loading it with dlopen gets.
 #include "ChromameterDetector.h"
+#include "ChromameterMinoltaApi.h"
 #include "IMinolta.h"
 #include "Minolta.h"
 #include "ScriptedAnalyser.h"
@@ -50,12 +51,13 @@ QStringList exportedSymbols(QString* error) {
     return names;
 }
 
-// What a host may see: the three C entry points, the detector class (its members, the nested clearer,
+// What a host may see: the four C entry points, the detector class (its members, the nested clearer,
 // its meta-object, vtable and type information).
 bool isContractSymbol(const QString& mangled) {
     if (mangled == QLatin1String("CreateChromameterMinolta") ||
         mangled == QLatin1String("ChromameterSetPortCatalogue") ||
-        mangled == QLatin1String("ChromameterSetDetectionHint"))
+        mangled == QLatin1String("ChromameterSetDetectionHint") ||
+        mangled == QLatin1String("ChromameterSetDetectionHintEx"))
         return true;
     const QString name = demangle(mangled.toLatin1());
     for (const char* prefix :
@@ -131,9 +133,9 @@ TEST(PluginExports, HostEntryPointsAndDetectorHelpersAreExported) {
         names.append(demangle(symbol.toLatin1()));
     for (const char* wanted :
          {"CreateChromameterMinolta", "ChromameterSetPortCatalogue", "ChromameterSetDetectionHint",
-          "CChromameterDetector::GetInstance()", "CChromameterDetector::ReleaseMinolta()",
-          "CChromameterDetector::ReleaseBuf(char**)", "CChromameterDetector::m_pInstance",
-          "CChromameterDetector::m_clear"})
+          "ChromameterSetDetectionHintEx", "CChromameterDetector::GetInstance()",
+          "CChromameterDetector::ReleaseMinolta()", "CChromameterDetector::ReleaseBuf(char**)",
+          "CChromameterDetector::m_pInstance", "CChromameterDetector::m_clear"})
         EXPECT_TRUE(names.contains(QLatin1String(wanted))) << wanted;
     // The internal classes stay inside.
     for (const QString& name : names) {
@@ -194,6 +196,36 @@ TEST(PluginExports, HostLoadingThePluginHintsItsDetection) {
     EXPECT_EQ(facade->Disconnect(), RESULT_OK);
     delete facade;
     setHint(nullptr, 0, nullptr);
+    plugin.setCatalogue(nullptr, nullptr, -1);
+}
+
+TEST(PluginExports, HostLoadingThePluginHintsOnlyTheFamiliesItNames) {
+    LoadedPlugin plugin = loadPlugin();
+    ASSERT_NE(plugin.handle, nullptr);
+    using SetHintExFn = void (*)(const int*, int, const char*, unsigned int);
+    const auto setHintEx =
+        reinterpret_cast<SetHintExFn>(dlsym(plugin.handle, "ChromameterSetDetectionHintEx"));
+    ASSERT_NE(setHintEx, nullptr) << dlerror();
+
+    auto sim = StartScriptedAnalyser();
+    pointAt(plugin.setCatalogue, sim->portPath());
+    IMinolta* facade = nullptr;
+    ASSERT_EQ(plugin.create(&facade), RESULT_OK);
+    // The spectroradiometer alone: the analyser on the line is never asked.
+    const int spectro[] = {0};
+    setHintEx(spectro, 1, nullptr, CHROMAMETER_DETECT_ONLY_HINTED);
+    EXPECT_EQ(facade->Connect(), RESULT_FAIL);
+    EXPECT_FALSE(facade->IsConnected());
+    EXPECT_GT(sim->countReceived("STR,4"), 0) << sim->received().toStdString();
+    EXPECT_EQ(sim->countReceived("COM,1"), 0) << sim->received().toStdString();
+    // The analyser alone: it connects.
+    const int analyser[] = {1};
+    setHintEx(analyser, 1, nullptr, CHROMAMETER_DETECT_ONLY_HINTED);
+    ASSERT_EQ(facade->Connect(), RESULT_OK);
+    EXPECT_EQ(sim->countReceived("COM,1\n"), 1);
+    EXPECT_EQ(facade->Disconnect(), RESULT_OK);
+    delete facade;
+    setHintEx(nullptr, 0, nullptr, 0);
     plugin.setCatalogue(nullptr, nullptr, -1);
 }
 

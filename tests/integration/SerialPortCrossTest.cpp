@@ -1,5 +1,6 @@
 // The serial port wrapper over a real pseudo-terminal served by the scripted instrument.
 #include "SerialPortCross.h"
+#include "DetectorPort.h"
 #include "ChromameterCommand.h"
 #include "ChromameterDetector.h"
 #include "ScriptedInstrument.h"
@@ -288,10 +289,10 @@ TEST(SerialPortCross, ReplyInPacketsIsJoinedByTheCommandChannel) {
                              ReplyPiece{16, reply.mid(13)}});
     CChromameterDetector* detector = CChromameterDetector::GetInstance();
     ASSERT_TRUE(openAt(detector->m_port, sim->portPath()));
-    ASSERT_TRUE(CChromameterCommand().Send("PING\n", 5));
+    ASSERT_TRUE(CChromameterCommand(detectorLine()).Send("PING\n", 5));
     char* buf = nullptr;
     int length = -1;
-    EXPECT_TRUE(CChromameterCommand().Read(&buf, length, 20, 10));
+    EXPECT_TRUE(CChromameterCommand(detectorLine()).Read(&buf, length, 20, 10));
     ASSERT_NE(buf, nullptr);
     EXPECT_EQ(QByteArray(buf, length), reply);
     delete[] buf;
@@ -733,14 +734,14 @@ TEST(SerialPortCross, OverlongChunkNeverPassesTheReplyBuffer) {
     CChromameterDetector* detector = CChromameterDetector::GetInstance();
     ASSERT_TRUE(openAt(detector->m_port, sim->portPath()));
     MessageCapture log;
-    ASSERT_TRUE(CChromameterCommand().Send("PING\n", 5));
+    ASSERT_TRUE(CChromameterCommand(detectorLine()).Send("PING\n", 5));
     for (int i = 0; i < 200 && sim->bytesSent() < reply.size(); ++i)
         QThread::msleep(5);
     ASSERT_EQ(sim->bytesSent(), reply.size());
     QThread::msleep(50);
     char* buf = nullptr;
     int length = -1;
-    EXPECT_TRUE(CChromameterCommand().Read(&buf, length, 20, 10));
+    EXPECT_TRUE(CChromameterCommand(detectorLine()).Read(&buf, length, 20, 10));
     ASSERT_NE(buf, nullptr);
     EXPECT_EQ(length, CHROMAMETER_REPLY_SIZE - 1);
     EXPECT_EQ(buf[0], 'O');
@@ -762,10 +763,10 @@ TEST(SerialPortCross, OverlongReplyInPiecesIsCutAtTheReplyBufferAndTakenWhole) {
     CChromameterDetector* detector = CChromameterDetector::GetInstance();
     ASSERT_TRUE(openAt(detector->m_port, sim->portPath()));
     MessageCapture log;
-    ASSERT_TRUE(CChromameterCommand().Send("PING\n", 5));
+    ASSERT_TRUE(CChromameterCommand(detectorLine()).Send("PING\n", 5));
     char* buf = nullptr;
     int length = -1;
-    EXPECT_TRUE(CChromameterCommand().Read(&buf, length, 20, 10));
+    EXPECT_TRUE(CChromameterCommand(detectorLine()).Read(&buf, length, 20, 10));
     ASSERT_NE(buf, nullptr);
     EXPECT_GT(length, 0);
     EXPECT_LE(length, CHROMAMETER_REPLY_SIZE - 1);

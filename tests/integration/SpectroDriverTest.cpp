@@ -43,6 +43,7 @@ struct DataRead {
 // (which they make through the virtual table).
 class ProbedSpectro : public DriverProbe<CChromameterMinolta> {
 public:
+    using DriverProbe<CChromameterMinolta>::DriverProbe;
     double measure1() const { return m_dMeasure1; }
     double measure2() const { return m_dMeasure2; }
     double measure3() const { return m_dMeasure3; }
@@ -61,6 +62,7 @@ public:
 // parse that a real exchange never leads to.
 class CannedDataReads : public CChromameterMinolta {
 public:
+    using CChromameterMinolta::CChromameterMinolta;
     unsigned long MeasurementDataRead(char** reply, int kind, int zero, int block) override {
         requested.push_back(kind * 10000 + zero * 100 + block);
         if (withBuffer) {
@@ -98,7 +100,7 @@ protected:
     // Whatever is left unread in the port right now.
     QByteArray leftInPort() {
         QByteArray reply;
-        DriverRead({1, 10}, &reply);
+        DriverRead(detectorLine(), {1, 10}, &reply);
         return reply;
     }
 
@@ -657,7 +659,7 @@ TEST_F(SpectroDriver, SpectrumFailsAfterARefusedFirstBlockWithTheRangeSetAndTheL
 }
 
 TEST(SpectroSpectrum, BlocksAreParsedOnlyWhenTheDataReadReportsFailureWithABuffer) {
-    CannedDataReads driver;
+    CannedDataReads driver(detectorLine());
     driver.result = RESULT_FAIL;
     driver.withBuffer = true;
     QList<float> values{9.0f};
@@ -670,7 +672,7 @@ TEST(SpectroSpectrum, BlocksAreParsedOnlyWhenTheDataReadReportsFailureWithABuffe
 }
 
 TEST(SpectroSpectrum, SuccessfulDataReadEndsTheSpectrumAtOnceAndReleasesTheReply) {
-    CannedDataReads driver;
+    CannedDataReads driver(detectorLine());
     driver.result = RESULT_OK;
     driver.withBuffer = true;
     QList<float> values;
@@ -681,7 +683,7 @@ TEST(SpectroSpectrum, SuccessfulDataReadEndsTheSpectrumAtOnceAndReleasesTheReply
 }
 
 TEST(SpectroSpectrum, FailedDataReadWithoutABufferEndsTheSpectrum) {
-    CannedDataReads driver;
+    CannedDataReads driver(detectorLine());
     driver.result = RESULT_FAIL;
     driver.withBuffer = false;
     QList<float> values;

@@ -142,17 +142,17 @@ TEST_P(SpectroEndToEnd, AdapterPulledDuringAMeasurementFailsItAndLaterReadsRepor
 TEST_P(SpectroEndToEnd, ModelRefusesTheAnalyserProbeAndIgnoresLineFeedCommands) {
     ASSERT_TRUE(openDetectorPort(model.portPath()));
     QByteArray reply;
-    EXPECT_FALSE(DriverSendAndRead("COM,1\n", 6, {3, 100}, &reply));
-    EXPECT_TRUE(DriverSendAndRead("STR,4\r", 6, {3, 100}, &reply));
+    EXPECT_FALSE(DriverSendAndRead(detectorLine(), "COM,1\n", 6, {3, 100}, &reply));
+    EXPECT_TRUE(DriverSendAndRead(detectorLine(), "STR,4\r", 6, {3, 100}, &reply));
     EXPECT_EQ(reply, QByteArray("ER00\r\n"));
-    EXPECT_TRUE(DriverSendAndRead("RMTS,1\r\n", 8, {3, 100}, &reply));
+    EXPECT_TRUE(DriverSendAndRead(detectorLine(), "RMTS,1\r\n", 8, {3, 100}, &reply));
     EXPECT_EQ(reply, QByteArray("OK00\r\n"));
     EXPECT_TRUE(model.inRemoteMode());
 }
 
 TEST_P(SpectroEndToEnd, ModelSpectrumCoversTheRangeInFourBlocksThatFitTheReplyBuffer) {
     ASSERT_TRUE(openDetectorPort(model.portPath()));
-    CChromameterMinolta driver;
+    CChromameterMinolta driver(detectorLine());
     QList<float> spectrum;
     const int expected[4] = {100, 100, 100, 101};
     for (int block = 1; block <= 4; ++block) {

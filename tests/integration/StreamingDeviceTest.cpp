@@ -70,7 +70,7 @@ struct TimedRead {
     TimedRead() {
         QElapsedTimer clock;
         clock.start();
-        ok = CChromameterCommand().Read(&reply, length, 3, 100);
+        ok = CChromameterCommand(detectorLine()).Read(&reply, length, 3, 100);
         ms = clock.elapsed();
     }
     ~TimedRead() { delete[] reply; }

@@ -125,5 +125,5 @@ protected:
 
     Sim sim;
     RecordingWatcher watcher;
-    Probe driver;
+    Probe driver{detectorLine()};
 };

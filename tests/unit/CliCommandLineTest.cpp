@@ -195,3 +195,12 @@ TEST(CliCommandLine, SimulatorLineIsAKnownModelAndGoesWithSimulateOnly) {
         parse({QStringLiteral("--sim-line"), QStringLiteral("usb"), QStringLiteral("measure")}).ok());
     EXPECT_TRUE(CommandLine::UsageText().contains(QLatin1String("--sim-line")));
 }
+
+TEST(CliCommandLine, UsageSaysFamilyIsTheOnlyOneDetectionTries) {
+    const QString usage = CommandLine::UsageText();
+    const int at = usage.indexOf(QLatin1String("--family NAME"));
+    ASSERT_GE(at, 0);
+    const QString entry = usage.mid(at, usage.indexOf(QLatin1String("--no-remember"), at) - at);
+    EXPECT_TRUE(entry.contains(QLatin1String("only this family"))) << entry.toStdString();
+    EXPECT_FALSE(entry.contains(QLatin1String("first"))) << entry.toStdString();
+}

@@ -47,3 +47,17 @@ TEST(DetectionOrder, UnlistedOrNoHintedPortLeavesTheListAsItIs) {
     EXPECT_EQ(PortsHintedFirst(ports, QString(), &found), ports);
     EXPECT_FALSE(found);
 }
+
+TEST(DetectionOrder, OnlyHintTriesTheNamedFamiliesAloneInTheHostsOrder) {
+    DetectionHint hint;
+    hint.families = {3, 1};
+    EXPECT_EQ(HintedTrialOrder(hint), QVector<int>({3, 1, 0, 2, 4}));
+    hint.only = true;
+    EXPECT_EQ(HintedTrialOrder(hint), QVector<int>({3, 1}));
+    hint.families = {4, 4, 9, -1};
+    EXPECT_EQ(HintedTrialOrder(hint), QVector<int>({4}));
+}
+
+TEST(DetectionOrder, EmptyHintGivesTheTypeOrder) {
+    EXPECT_EQ(HintedTrialOrder(DetectionHint()), QVector<int>({0, 1, 2, 3, 4}));
+}

@@ -1,5 +1,6 @@
 // Watchers are registered only through the facade: every driver's own registration slots refuse.
 #include "ChromameterMinolta.h"
+#include "DetectorPort.h"
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
 #include "LuminanceMeter.h"
@@ -26,26 +27,26 @@ void expectRefusesWatchers(IMinolta* driver) {
 } // namespace
 
 TEST(DriverOwnWatcherSlots, SpectroradiometerRefusesAndRegistersNothing) {
-    std::unique_ptr<IMinolta> driver(new CChromameterMinolta());
+    std::unique_ptr<IMinolta> driver(new CChromameterMinolta(detectorLine()));
     expectRefusesWatchers(driver.get());
 }
 
 TEST(DriverOwnWatcherSlots, ColourAnalyserRefusesAndRegistersNothing) {
-    std::unique_ptr<IMinolta> driver(new CChromameterMinoltaCas40());
+    std::unique_ptr<IMinolta> driver(new CChromameterMinoltaCas40(detectorLine()));
     expectRefusesWatchers(driver.get());
 }
 
 TEST(DriverOwnWatcherSlots, LuminanceMeterRefusesAndRegistersNothing) {
-    std::unique_ptr<IMinolta> driver(new CLuminanceMeter());
+    std::unique_ptr<IMinolta> driver(new CLuminanceMeter(detectorLine()));
     expectRefusesWatchers(driver.get());
 }
 
 TEST(DriverOwnWatcherSlots, PhotoResearchRefusesAndRegistersNothing) {
-    std::unique_ptr<IMinolta> driver(new CPhotoResearch());
+    std::unique_ptr<IMinolta> driver(new CPhotoResearch(detectorLine()));
     expectRefusesWatchers(driver.get());
 }
 
 TEST(DriverOwnWatcherSlots, JingceColorimeterRefusesAndRegistersNothing) {
-    std::unique_ptr<IMinolta> driver(new CChromameterWuHanJingCe());
+    std::unique_ptr<IMinolta> driver(new CChromameterWuHanJingCe(detectorLine()));
     expectRefusesWatchers(driver.get());
 }

@@ -1,7 +1,8 @@
 #include "ChromameterCommand.h"
 
-#include "ChromameterDetector.h"
 #include "DriverWorkers.h"
+#include "InstrumentLine.h"
+#include "SerialPortCross.h"
 
 #include <QDebug>
 #include <QElapsedTimer>
@@ -58,13 +59,12 @@ void waitForQueuedWrites(SerialPortCross& port, int timeoutMs) {
 } // namespace
 
 bool CChromameterCommand::Send(const char* data, int length) {
-    CChromameterDetector* detector = CChromameterDetector::GetInstance();
-    const bool sent = detector->Write(data, unsigned(length)) == unsigned(length);
+    const bool sent = m_line.Write(data, unsigned(length)) == unsigned(length);
     // From any other thread the write is queued to the port's thread. Wait (briefly) for it to run:
     // the sender's next step is a read that holds the port's lock, and a write still queued behind it
     // would leave only after that read had found nothing. The port's own thread wrote at once and
     // must never wait for itself.
-    SerialPortCross& port = detector->m_port;
+    SerialPortCross& port = m_line.Port();
     // A worker being stopped does not wait: the port's thread may be the one waiting for it to end.
     if (QThread::currentThread() != port.thread() && !CDriverWorkers::StopRequested())
         waitForQueuedWrites(port, kQueuedWriteWaitMs);
@@ -75,7 +75,7 @@ bool CChromameterCommand::Read(char** reply, int& length, int tries, int waitMs)
     // Allocated first, so the caller frees it on every path.
     *reply = new char[CHROMAMETER_REPLY_SIZE];
     std::memset(*reply, 0, CHROMAMETER_REPLY_SIZE);
-    SerialPortCross& port = CChromameterDetector::GetInstance()->m_port;
+    SerialPortCross& port = m_line.Port();
     int total = 0;
     // A worker being stopped reads nothing more: its exchange is over.
     if (CDriverWorkers::StopRequested()) {

@@ -31,6 +31,17 @@ QVector<int> FamilyTrialOrder(const QVector<int>& hinted) {
     return order;
 }
 
+QVector<int> HintedTrialOrder(const DetectionHint& hint) {
+    if (!hint.only)
+        return FamilyTrialOrder(hint.families);
+    QVector<int> order;
+    for (int type : hint.families) {
+        if (InstrumentFamilyOf(type) && !order.contains(type))
+            order.append(type);
+    }
+    return order;
+}
+
 QList<QPair<QString, QString>> PortsHintedFirst(const QList<QPair<QString, QString>>& ports,
                                                 const QString& hintedPort, bool* found) {
     *found = false;
@@ -48,10 +59,26 @@ QList<QPair<QString, QString>> PortsHintedFirst(const QList<QPair<QString, QStri
 }
 
 void ChromameterSetDetectionHint(const int* families, int count, const char* portName) {
+    ChromameterSetDetectionHintEx(families, count, portName, 0);
+}
+
+void ChromameterSetDetectionHintEx(const int* families, int count, const char* portName, unsigned int flags) {
+    if (flags & ~CHROMAMETER_DETECT_ONLY_HINTED) {
+        qDebug().noquote() << QStringLiteral("detection hint not changed: unknown flags 0x%1")
+                                  .arg(flags & ~CHROMAMETER_DETECT_ONLY_HINTED, 0, 16);
+        return;
+    }
     if (count < 0 || (!families && count > 0)) {
         qDebug().noquote() << QStringLiteral("detection hint not changed: %1 family numbers given in %2")
                                   .arg(count)
                                   .arg(families ? QStringLiteral("a list") : QStringLiteral("no list"));
+        return;
+    }
+    const bool only = (flags & CHROMAMETER_DETECT_ONLY_HINTED) != 0;
+    // Trying only the families named, with none named, would try nothing at all.
+    if (only && count == 0) {
+        qDebug().noquote() << QStringLiteral(
+            "detection hint not changed: only the hinted families asked for, and no family named");
         return;
     }
     DetectionHint hint;
@@ -68,6 +95,7 @@ void ChromameterSetDetectionHint(const int* families, int count, const char* por
     }
     if (portName)
         hint.port = QString::fromUtf8(portName);
+    hint.only = only;
     QMutexLocker lock(&g_hintMutex);
     g_hint = hint;
 }

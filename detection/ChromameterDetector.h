@@ -2,6 +2,7 @@
 
 #include "ChromameterMinoltaApi.h"
 #include "IMinolta.h"
+#include "InstrumentLine.h"
 #include "SerialPortCross.h"
 
 #include <QObject>
@@ -29,6 +30,8 @@ public:
     int m_nInstrumentType;
     IMinolta* m_pMinolta;
     SerialPortCross m_port;
+    // What the drivers are given: m_port, written through doWrite.
+    CInstrumentLine m_line;
 
     static CChromameterDetector* m_pInstance;
 

@@ -12,6 +12,7 @@
 #include <QCoreApplication>
 #include <QDebug>
 #include <QMetaType>
+#include <QStringList>
 #include <QThread>
 
 CChromameterDetector* CChromameterDetector::m_pInstance = nullptr;
@@ -28,7 +29,9 @@ CChromameterDetector* CChromameterDetector::GetInstance() {
     return m_pInstance;
 }
 
-CChromameterDetector::CChromameterDetector() : QObject(nullptr), m_nInstrumentType(-1), m_pMinolta(nullptr) {
+CChromameterDetector::CChromameterDetector()
+    : QObject(nullptr), m_nInstrumentType(-1), m_pMinolta(nullptr),
+      m_line(m_port, [this](const void* lpBuf, unsigned int dwCount) { return Write(lpBuf, dwCount); }) {
     qRegisterMetaType<DWORD>("DWORD");
     // Direct on the port's own thread, queued from any other. A queued write carries a copy of the
     // bytes: senders may release their buffer as soon as the signal returns.
@@ -95,7 +98,14 @@ int CChromameterDetector::FindProlificComNumber() {
     stopWorkers(&m_port);
     // One look at the host's hint for the whole scan: a hint set meanwhile applies from the next one.
     const DetectionHint hint = DetectionHintSnapshot();
-    const QVector<int> order = FamilyTrialOrder(hint.families);
+    const QVector<int> order = HintedTrialOrder(hint);
+    if (hint.only) {
+        QStringList names;
+        for (int type : order)
+            names << QLatin1String(InstrumentFamilyOf(type)->name);
+        qDebug().noquote()
+            << QStringLiteral("detection hint: only %1 tried").arg(names.join(QStringLiteral(", ")));
+    }
     bool hintedPortListed = false;
     const QList<QPair<QString, QString>> ports =
         PortsHintedFirst(PortCatalogueEntries(), hint.port, &hintedPortListed);
@@ -155,7 +165,7 @@ bool tryFamilies(CChromameterDetector& detector, const QString& portName, const 
                                   .arg(family.type)
                                   .arg(family.baud)
                                   .arg(portName);
-        detector.m_pMinolta = CreateFamilyDriver(family.type);
+        detector.m_pMinolta = CreateFamilyDriver(family.type, detector.m_line);
         if (detector.m_pMinolta && detector.m_pMinolta->Connect() == 0) {
             detector.m_nInstrumentType = family.type;
             return true;
@@ -167,7 +177,7 @@ bool tryFamilies(CChromameterDetector& detector, const QString& portName, const 
 } // namespace
 
 bool CChromameterDetector::TryConnect(QString portName) {
-    return tryFamilies(*this, portName, FamilyTrialOrder(DetectionHintSnapshot().families));
+    return tryFamilies(*this, portName, HintedTrialOrder(DetectionHintSnapshot()));
 }
 
 void CChromameterDetector::ReleaseMinolta() {

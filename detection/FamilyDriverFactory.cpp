@@ -10,13 +10,13 @@
 #include <QDebug>
 
 namespace {
-template <class Driver> IMinolta* make() {
-    return new Driver();
+template <class Driver> IMinolta* make(CInstrumentLine& line) {
+    return new Driver(line);
 }
 
 struct FamilyDriver {
     int type;
-    IMinolta* (*create)();
+    IMinolta* (*create)(CInstrumentLine&);
 };
 
 // One row per row of the family table, at the same index.
@@ -38,10 +38,10 @@ static_assert(driversFollowTheFamilyTable(),
               "every family of the table needs its driver, in the table's order");
 } // namespace
 
-IMinolta* CreateFamilyDriver(int type) {
+IMinolta* CreateFamilyDriver(int type, CInstrumentLine& line) {
     if (!InstrumentFamilyOf(type)) {
         qDebug().noquote() << QStringLiteral("no instrument family has type %1: no driver made").arg(type);
         return nullptr;
     }
-    return kFamilyDrivers[type].create();
+    return kFamilyDrivers[type].create(line);
 }
