@@ -1,10 +1,10 @@
 // Detection makes each family's driver from the family table; a type the table does not hold makes
 // no driver at all.
 #include "FamilyDriverFactory.h"
-#include "DetectorPort.h"
 #include "ChromameterMinolta.h"
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
+#include "DetectorPort.h"
 #include "InstrumentFamilies.h"
 #include "LuminanceMeter.h"
 #include "PhotoResearch.h"

@@ -10,9 +10,9 @@
 // CHROMA_LEAK_CYCLES overrides its number of driver cycles (1000).
 
 #include "AnalyserModel.h"
-#include "DetectorPort.h"
 #include "ChromameterDetector.h"
 #include "ChromameterMinoltaCas40.h"
+#include "DetectorPort.h"
 #include "MeasurementOutcome.h"
 #include "Minolta.h"
 #include "MinoltaVistor.h"

@@ -1,8 +1,8 @@
 // The serial port wrapper over a real pseudo-terminal served by the scripted instrument.
 #include "SerialPortCross.h"
-#include "DetectorPort.h"
 #include "ChromameterCommand.h"
 #include "ChromameterDetector.h"
+#include "DetectorPort.h"
 #include "ScriptedInstrument.h"
 #include "SerialPortSightings.h"
 #include "TestSupport.h"

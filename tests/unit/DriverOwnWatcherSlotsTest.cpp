@@ -1,8 +1,8 @@
 // Watchers are registered only through the facade: every driver's own registration slots refuse.
 #include "ChromameterMinolta.h"
-#include "DetectorPort.h"
 #include "ChromameterMinoltaCas40.h"
 #include "ChromameterWuHanJingCe.h"
+#include "DetectorPort.h"
 #include "LuminanceMeter.h"
 #include "MinoltaVistor.h"
 #include "PhotoResearch.h"
