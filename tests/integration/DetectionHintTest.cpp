@@ -78,20 +78,18 @@ int handshakeCommandBytes(const InstrumentFamily& family) {
     return bytes;
 }
 
-} // namespace
-
-TEST(DetectionHint, NamedFamilyIsTheOnlyOneItsInstrumentHears) {
-    HintScope scope;
+// With each family attached in turn and named by `setHint`, detection connects to it, and its
+// instrument hears its own handshake and nothing else, all at its own line speed (115200 for the
+// Jingce colorimeter, though it is tried first).
+void expectEachNamedFamilyHearsOnlyItsOwnHandshake(void (*setHint)(std::initializer_list<int>, const char*)) {
     for (const InstrumentFamily& family : kInstrumentFamilies) {
         SCOPED_TRACE(family.name);
         auto model = startModel(family.name);
         CatalogueScope catalogue({model->portPath()});
-        hint({family.type});
+        setHint({family.type}, nullptr);
         CChromameterDetector* detector = CChromameterDetector::GetInstance();
         EXPECT_EQ(detector->FindProlificComNumber(), 1);
         EXPECT_EQ(detector->m_nInstrumentType, family.type);
-        // Its own handshake and nothing else, all at its own line speed (115200 for the Jingce
-        // colorimeter, though it is tried first).
         const auto pieces = heard(*model);
         ASSERT_EQ(pieces.size(), 1);
         EXPECT_EQ(pieces.first().first, family.baud);
@@ -100,6 +98,13 @@ TEST(DetectionHint, NamedFamilyIsTheOnlyOneItsInstrumentHears) {
         detector->ReleaseMinolta();
         model->stop();
     }
+}
+
+} // namespace
+
+TEST(DetectionHint, NamedFamilyIsTheOnlyOneItsInstrumentHears) {
+    HintScope scope;
+    expectEachNamedFamilyHearsOnlyItsOwnHandshake(hint);
 }
 
 TEST(DetectionHint, WrongFamilyFirstThenThePlainOrderFindsTheInstrument) {
@@ -217,22 +222,7 @@ TEST(DetectionHint, HintSetDuringADetectionAppliesFromTheNextOne) {
 
 TEST(DetectionHint, OnlyHintNamingTheAttachedFamilyConnectsAndNoOtherFamilyIsHeard) {
     HintScope scope;
-    for (const InstrumentFamily& family : kInstrumentFamilies) {
-        SCOPED_TRACE(family.name);
-        auto model = startModel(family.name);
-        CatalogueScope catalogue({model->portPath()});
-        hintOnly({family.type});
-        CChromameterDetector* detector = CChromameterDetector::GetInstance();
-        EXPECT_EQ(detector->FindProlificComNumber(), 1);
-        EXPECT_EQ(detector->m_nInstrumentType, family.type);
-        const auto pieces = heard(*model);
-        ASSERT_EQ(pieces.size(), 1);
-        EXPECT_EQ(pieces.first().first, family.baud);
-        EXPECT_EQ(pieces.first().second.size(), handshakeCommandBytes(family))
-            << pieces.first().second.toStdString();
-        detector->ReleaseMinolta();
-        model->stop();
-    }
+    expectEachNamedFamilyHearsOnlyItsOwnHandshake(hintOnly);
 }
 
 TEST(DetectionHint, OnlyHintTriesTheNamedFamiliesInTheHostsOrder) {
