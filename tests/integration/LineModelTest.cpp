@@ -112,17 +112,19 @@ TEST(SimulatorLine, ByteWiseLineHandsAReplyOverAByteOrTwoAtATimeAtTheLineSpeed) 
     ScriptedInstrument sim;
     SerialHost host;
     QByteArray reply;
-    for (int i = 0; i < 40; ++i)
+    for (int i = 0; i < 120; ++i)
         reply += char('A' + i % 26);
     ASSERT_TRUE(replyHeardWhole(sim, host, LineModel(LineModel::ByteWise), reply));
-    // 40 bytes of 10 bits at 9600 baud take about 42 ms to cross, and come as they cross.
-    EXPECT_GE(host.chunks().size(), 10);
-    EXPECT_GE(host.chunks().last().atMs - host.chunks().first().atMs, 35);
+    // 120 bytes of 10 bits at 9600 baud take about 125 ms to cross, and come as they cross: a USB
+    // adapter's packets would be eight of about 15 bytes, an instant line one piece.
+    EXPECT_GE(host.chunks().size(), 20);
+    EXPECT_GE(host.chunks().last().atMs - host.chunks().first().atMs, 110);
     int small = 0;
     for (const SerialHost::Chunk& chunk : host.chunks())
         small += chunk.bytes.size() <= 2 ? 1 : 0;
-    // A busy host may find a few together; most pieces are a byte or two.
-    EXPECT_GE(small * 2, host.chunks().size());
+    // A host that a loaded machine keeps waiting finds some bytes together; still, many pieces are a
+    // byte or two.
+    EXPECT_GE(small * 4, host.chunks().size());
 }
 
 TEST(SimulatorLine, UsbLineHandsAReplyOverInPacketsOnTheLatencyTimer) {
