@@ -2,9 +2,9 @@
 
 #include "IMinolta.h"
 
-class CInstrumentLine;
-
 #include <QMutex>
+
+class CInstrumentLine;
 
 // Minolta spectroradiometer: ASCII commands ended by CR LF ("RMTS", "MEAS", "MEDR"), replies that
 // begin with a four-character status. Talks through the detector's already-open port at 9600 baud.

@@ -2,9 +2,9 @@
 
 #include "IMinolta.h"
 
-class CInstrumentLine;
-
 #include <QMutex>
+
+class CInstrumentLine;
 
 // Minolta colour analyser: line-feed-terminated "COM", "ZRC", "MDS", "MES" commands at 9600 baud.
 // Measurements run on a worker thread (tracked, so it can be stopped and joined); results go to the

@@ -2,9 +2,9 @@
 
 #include "IMinolta.h"
 
-class CInstrumentLine;
-
 #include <QMutex>
+
+class CInstrumentLine;
 
 // Wuhan Jingce colorimeter: the colour analyser's command family ended by carriage returns, at
 // 115200 baud, with its own measurement reply and a zero calibration that runs in the background.
