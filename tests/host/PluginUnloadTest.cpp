@@ -98,17 +98,23 @@ void unloadCompletely(PluginHandle& plugin) {
     EXPECT_FALSE(serialPortLibraryMapped());
 }
 
+// Points the loaded `plugin` at `model`, makes a facade with `watcher` registered and connects it.
+void connectThroughPlugin(PluginHandle& plugin, const InstrumentModel& model, CountingWatcher& watcher,
+                          IMinolta** facade) {
+    ASSERT_TRUE(plugin.loaded()) << plugin.error().toStdString();
+    plugin.pointAt(model.portPath());
+    ASSERT_EQ(plugin.create(facade), RESULT_OK);
+    (*facade)->RegisterWatcher(&watcher);
+    ASSERT_EQ((*facade)->Connect(), RESULT_OK);
+}
+
 // Loads the plugin, detects `model` and starts a measurement; unloads kUnloadAfterMeasureMs after the
 // start, the host's loop running meanwhile (queued writes go out through it).
 void unloadDuringMeasurement(InstrumentModel& model) {
     PluginHandle plugin;
-    ASSERT_TRUE(plugin.loaded()) << plugin.error().toStdString();
-    plugin.pointAt(model.portPath());
     IMinolta* facade = nullptr;
-    ASSERT_EQ(plugin.create(&facade), RESULT_OK);
     CountingWatcher watcher;
-    facade->RegisterWatcher(&watcher);
-    ASSERT_EQ(facade->Connect(), RESULT_OK);
+    ASSERT_NO_FATAL_FAILURE(connectThroughPlugin(plugin, model, watcher, &facade));
     ASSERT_EQ(watcher.connected, 1);
 
     QElapsedTimer sinceMeasure;
@@ -163,13 +169,9 @@ TEST(PluginReloadUnload, AfterReleaseMinoltaDuringAMeasurementHostEventLoopRunsO
     ASSERT_TRUE(model);
     {
         PluginHandle plugin;
-        ASSERT_TRUE(plugin.loaded()) << plugin.error().toStdString();
-        plugin.pointAt(model->portPath());
         IMinolta* facade = nullptr;
-        ASSERT_EQ(plugin.create(&facade), RESULT_OK);
         CountingWatcher watcher;
-        facade->RegisterWatcher(&watcher);
-        ASSERT_EQ(facade->Connect(), RESULT_OK);
+        ASSERT_NO_FATAL_FAILURE(connectThroughPlugin(plugin, *model, watcher, &facade));
         ASSERT_EQ(facade->Measure(false), RESULT_OK);
         pumpEvents(kUnloadAfterMeasureMs);
 
@@ -191,13 +193,9 @@ TEST(PluginReloadUnload, AfterReleaseMinoltaWhileIdleHostEventLoopRunsOn) {
     ASSERT_TRUE(model);
     {
         PluginHandle plugin;
-        ASSERT_TRUE(plugin.loaded()) << plugin.error().toStdString();
-        plugin.pointAt(model->portPath());
         IMinolta* facade = nullptr;
-        ASSERT_EQ(plugin.create(&facade), RESULT_OK);
         CountingWatcher watcher;
-        facade->RegisterWatcher(&watcher);
-        ASSERT_EQ(facade->Connect(), RESULT_OK);
+        ASSERT_NO_FATAL_FAILURE(connectThroughPlugin(plugin, *model, watcher, &facade));
         ASSERT_NO_FATAL_FAILURE(
             expectDefaultReadingMeasured(QStringLiteral("photoresearch"), *facade, watcher));
         ASSERT_TRUE(plugin.releaseMinolta());
@@ -216,13 +214,9 @@ TEST(PluginReloadUnload, LoadMeasureUnloadLoadAgainMeasuresAsTheFirstTime) {
         SCOPED_TRACE(round);
         {
             PluginHandle plugin;
-            ASSERT_TRUE(plugin.loaded()) << plugin.error().toStdString();
-            plugin.pointAt(model->portPath());
             IMinolta* facade = nullptr;
-            ASSERT_EQ(plugin.create(&facade), RESULT_OK);
             CountingWatcher watcher;
-            facade->RegisterWatcher(&watcher);
-            ASSERT_EQ(facade->Connect(), RESULT_OK);
+            ASSERT_NO_FATAL_FAILURE(connectThroughPlugin(plugin, *model, watcher, &facade));
             EXPECT_EQ(watcher.connected, 1);
             ASSERT_NO_FATAL_FAILURE(expectDefaultReadingMeasured(family, *facade, watcher));
             EXPECT_EQ(facade->Disconnect(), RESULT_OK);
@@ -242,13 +236,9 @@ TEST(PluginReloadUnload, UnloadDuringAMeasurementWithoutALoopThenLoadAgainMeasur
     ASSERT_NO_FATAL_FAILURE(unloadDuringMeasurement(*model));
 
     PluginHandle plugin;
-    ASSERT_TRUE(plugin.loaded()) << plugin.error().toStdString();
-    plugin.pointAt(model->portPath());
     IMinolta* facade = nullptr;
-    ASSERT_EQ(plugin.create(&facade), RESULT_OK);
     CountingWatcher watcher;
-    facade->RegisterWatcher(&watcher);
-    ASSERT_EQ(facade->Connect(), RESULT_OK);
+    ASSERT_NO_FATAL_FAILURE(connectThroughPlugin(plugin, *model, watcher, &facade));
     EXPECT_EQ(watcher.connected, 1);
     ASSERT_NO_FATAL_FAILURE(expectDefaultReadingMeasured(family, *facade, watcher));
     runEventLoop(200);
