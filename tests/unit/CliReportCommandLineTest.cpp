@@ -1,26 +1,14 @@
 // The command line of "chromameter report" and of the outputs it shares with characterise.
 
-#include "CommandLine.h"
+#include "CommandLineParse.h"
 
 #include <gtest/gtest.h>
 
-namespace {
-CommandLine::Result parse(const QStringList& args) {
-    return CommandLine::Parse(QStringList{"chromameter"} + args);
-}
-
-QString errorOf(const QStringList& args) {
-    const CommandLine::Result r = parse(args);
-    EXPECT_FALSE(r.ok());
-    return r.error;
-}
-} // namespace
-
 TEST(CliReportCommandLine, TakesTheJournalTheOutputsAndAnotherTarget) {
-    const CommandLine::Result r =
-        parse({"report", "run.jsonl", "--format", "json", "--report", "page.html", "--icc", "display.icc",
-               "--icc-version", "4", "--display-name", "Desk <left>", "--target-space", "p3", "--target-eotf",
-               "srgb", "--normalise-drift", "--ti3", "run.ti3"});
+    const CommandLine::Result r = parseCommandLine(
+        {"report", "run.jsonl", "--format", "json", "--report", "page.html", "--icc", "display.icc",
+         "--icc-version", "4", "--display-name", "Desk <left>", "--target-space", "p3", "--target-eotf",
+         "srgb", "--normalise-drift", "--ti3", "run.ti3"});
     ASSERT_TRUE(r.ok()) << qPrintable(r.error);
     EXPECT_EQ(r.options.command, CliCommand::Report);
     EXPECT_EQ(r.options.report.journalPath, "run.jsonl");
@@ -38,8 +26,9 @@ TEST(CliReportCommandLine, TakesTheJournalTheOutputsAndAnotherTarget) {
 }
 
 TEST(CliReportCommandLine, CharacteriseTakesThePageAndProfileWithVersion2ByDefault) {
-    const CommandLine::Result r = parse({"--simulate", "analyser", "--sim-display", "srgb-ideal",
-                                         "characterise", "--report", "page.html", "--icc", "display.icc"});
+    const CommandLine::Result r =
+        parseCommandLine({"--simulate", "analyser", "--sim-display", "srgb-ideal", "characterise", "--report",
+                          "page.html", "--icc", "display.icc"});
     ASSERT_TRUE(r.ok()) << qPrintable(r.error);
     EXPECT_EQ(r.options.characterise.reportPath, "page.html");
     EXPECT_EQ(r.options.characterise.iccPath, "display.icc");
@@ -48,14 +37,16 @@ TEST(CliReportCommandLine, CharacteriseTakesThePageAndProfileWithVersion2ByDefau
 }
 
 TEST(CliReportCommandLine, RefusesWhatDoesNotGo) {
-    EXPECT_TRUE(errorOf({"report"}).contains("needs the run's journal"));
-    EXPECT_TRUE(errorOf({"report", "a.jsonl", "b.jsonl"}).contains("unknown command"));
-    EXPECT_TRUE(errorOf({"report", "run.jsonl", "--icc-version", "3"}).contains("2 or 4"));
-    EXPECT_TRUE(errorOf({"report", "run.jsonl", "--icc", ""}).contains("--icc needs a file name"));
-    EXPECT_TRUE(errorOf({"report", "run.jsonl", "--patches", "grey:3"}).contains("option of characterise"));
-    EXPECT_TRUE(errorOf({"measure", "--report", "page.html"}).contains("option of characterise and report"));
-    EXPECT_TRUE(errorOf({"detect", "--icc", "x.icc"}).contains("option of characterise and report"));
-    EXPECT_TRUE(errorOf({"report", "run.jsonl", "--target-space", "adobe"}).contains("adobe"));
+    EXPECT_TRUE(commandLineError({"report"}).contains("needs the run's journal"));
+    EXPECT_TRUE(commandLineError({"report", "a.jsonl", "b.jsonl"}).contains("unknown command"));
+    EXPECT_TRUE(commandLineError({"report", "run.jsonl", "--icc-version", "3"}).contains("2 or 4"));
+    EXPECT_TRUE(commandLineError({"report", "run.jsonl", "--icc", ""}).contains("--icc needs a file name"));
+    EXPECT_TRUE(
+        commandLineError({"report", "run.jsonl", "--patches", "grey:3"}).contains("option of characterise"));
+    EXPECT_TRUE(
+        commandLineError({"measure", "--report", "page.html"}).contains("option of characterise and report"));
+    EXPECT_TRUE(commandLineError({"detect", "--icc", "x.icc"}).contains("option of characterise and report"));
+    EXPECT_TRUE(commandLineError({"report", "run.jsonl", "--target-space", "adobe"}).contains("adobe"));
 }
 
 TEST(CliReportCommandLine, HelpNamesTheCommandAndItsOptions) {
