@@ -99,6 +99,22 @@ bool prepareRun(const QString& patchSets, int settleMs, const QString& family, c
     return PrepareNewRun(settings, directory + QStringLiteral("/run.journal"), run, error) &&
            OpenJournal(run, error);
 }
+// The characterisation's run on a bench session's simulator, as the characterise command makes it:
+// readings taken one at a time, patches shown on the simulated display, `settleMs` after each.
+struct SimulatorRun {
+    SimulatorRun(BenchSession& bench, PreparedRun& prepared, int settleMs)
+        : taker(*bench.session, bench.console), meter(taker, bench.session->instrument(), kReadingTimeoutSec),
+          display(bench.session->simulator()->display()), run(&display, &meter, prepared.journal.get()) {
+        CharacteriseRun::Options options;
+        options.settleMs = settleMs;
+        run.SetOptions(options);
+    }
+
+    ReadingTaker taker;
+    ReadingPatchMeter meter;
+    SimulatorPatchDisplay display;
+    CharacteriseRun run;
+};
 } // namespace
 
 CharacterisationBench::Settings CharacterisationBench::ForRun(bool quick) {
@@ -215,13 +231,8 @@ void CharacterisationBench::RunFamily(const QString& family, const LineModel& ca
         m_line(QStringLiteral("characterisation %1: the run could not be prepared: %2").arg(name, error));
         return;
     }
-    ReadingTaker taker(session, bench.console);
-    ReadingPatchMeter meter(taker, session.instrument(), kReadingTimeoutSec);
-    SimulatorPatchDisplay display(session.simulator()->display());
-    CharacteriseRun run(&display, &meter, prepared.journal.get());
-    CharacteriseRun::Options options;
-    options.settleMs = m_settings.settleMs;
-    run.SetOptions(options);
+    SimulatorRun simulatorRun(bench, prepared, m_settings.settleMs);
+    CharacteriseRun& run = simulatorRun.run;
     std::vector<double> patchMs;
     int failed = 0;
     QElapsedTimer clock;
@@ -287,13 +298,8 @@ void CharacterisationBench::RunMemory() {
         m_line(QStringLiteral("characterisation memory: the run could not be prepared: %1").arg(error));
         return;
     }
-    ReadingTaker taker(session, bench.console);
-    ReadingPatchMeter meter(taker, session.instrument(), kReadingTimeoutSec);
-    SimulatorPatchDisplay display(session.simulator()->display());
-    CharacteriseRun run(&display, &meter, prepared.journal.get());
-    CharacteriseRun::Options options;
-    options.settleMs = 0;
-    run.SetOptions(options);
+    SimulatorRun simulatorRun(bench, prepared, 0);
+    CharacteriseRun& run = simulatorRun.run;
     std::vector<qint64> heap, resident, kept;
     int failed = 0;
     size_t next = 0;
