@@ -1,5 +1,7 @@
 #include "CharacterisationBench.h"
 
+#include "BenchText.h"
+
 #include "CharacteriseRun.h"
 #include "IMinolta.h"
 #include "InstrumentModel.h"
@@ -34,18 +36,6 @@ const double kReadingTimeoutSec = 30.0;
 // The allocator and Qt's event queues breathe by a few KiB between checkpoints.
 constexpr qint64 kHeapNoiseBytes = 8 * 1024;
 constexpr qint64 kResidentNoiseBytes = 64 * 1024;
-
-double quantile(std::vector<double> values, double q) {
-    if (values.empty())
-        return 0.0;
-    std::sort(values.begin(), values.end());
-    const size_t rank = size_t(std::ceil(q * double(values.size())));
-    return values[rank == 0 ? 0 : rank - 1];
-}
-
-QString goal(bool met) {
-    return met ? QStringLiteral("goal met") : QStringLiteral("GOAL MISSED");
-}
 
 double msSince(const QElapsedTimer& timer) {
     return double(timer.nsecsElapsed()) / 1e6;
@@ -250,9 +240,9 @@ void CharacterisationBench::RunFamily(const QString& family, const LineModel& ca
     prepared.journal.reset();
     session.disconnect();
 
-    const double reading = quantile(readingMs, 0.5);
+    const double reading = BenchQuantile(readingMs, 0.5);
     const double floor = m_settings.settleMs + reading;
-    const double median = quantile(patchMs, 0.5);
+    const double median = BenchQuantile(patchMs, 0.5);
     const double ratio = floor > 0 ? median / floor : 0.0;
     QString trouble;
     if (outcome != CharacteriseRun::Outcome::Finished)
@@ -268,15 +258,15 @@ void CharacterisationBench::RunFamily(const QString& family, const LineModel& ca
                .arg(patchMs.size())
                .arg(patchSets)
                .arg(median, 0, 'f', 1)
-               .arg(quantile(patchMs, 0.0), 0, 'f', 1)
-               .arg(quantile(patchMs, 1.0), 0, 'f', 1)
+               .arg(BenchQuantile(patchMs, 0.0), 0, 'f', 1)
+               .arg(BenchQuantile(patchMs, 1.0), 0, 'f', 1)
                .arg(floor, 0, 'f', 1)
                .arg(m_settings.settleMs)
                .arg(reading, 0, 'f', 1)
-               .arg(quantile(readingMs, 0.0), 0, 'f', 1)
+               .arg(BenchQuantile(readingMs, 0.0), 0, 'f', 1)
                .arg(median - floor, 0, 'f', 1)
                .arg(ratio, 0, 'f', 3)
-               .arg(goal(ratio <= 1.10 && trouble.isEmpty()))
+               .arg(BenchGoal(ratio <= 1.10 && trouble.isEmpty()))
                .arg(runSec, 0, 'f', 1)
                .arg(trouble));
 }
@@ -345,22 +335,23 @@ void CharacterisationBench::RunMemory() {
     const qint64 heapGrowth = heap[n - 1] - heap[n - 2];
     const qint64 residentGrowth = resident[n - 1] - resident[n - 2];
     const qint64 otherHeap = heapGrowth - keptGrowth;
-    m_line(QStringLiteral("characterisation memory growth (patches %1 to %2): heap %3 KiB, of which the "
-                          "readings kept %4 KiB (%5 B each, the vector's capacity); the rest %6 B a patch; "
-                          "resident %7 KiB [goal flat beyond the readings kept, i.e. under %8 KiB heap and "
-                          "%9 KiB resident over those patches: %10] (%11 failed patches, %12 s, %13 ms a "
-                          "patch)")
-               .arg(from)
-               .arg(to)
-               .arg(double(heapGrowth) / 1024.0, 0, 'f', 1)
-               .arg(double(keptGrowth) / 1024.0, 0, 'f', 1)
-               .arg(sizeof(PatchReading))
-               .arg(double(otherHeap) / (to - from), 0, 'f', 2)
-               .arg(double(residentGrowth) / 1024.0, 0, 'f', 1)
-               .arg(kHeapNoiseBytes / 1024)
-               .arg(double(keptGrowth + kResidentNoiseBytes) / 1024.0, 0, 'f', 1)
-               .arg(goal(otherHeap < kHeapNoiseBytes && residentGrowth < keptGrowth + kResidentNoiseBytes))
-               .arg(failed)
-               .arg(runSec, 0, 'f', 1)
-               .arg(runSec * 1000.0 / patches, 0, 'f', 1));
+    m_line(
+        QStringLiteral("characterisation memory growth (patches %1 to %2): heap %3 KiB, of which the "
+                       "readings kept %4 KiB (%5 B each, the vector's capacity); the rest %6 B a patch; "
+                       "resident %7 KiB [goal flat beyond the readings kept, i.e. under %8 KiB heap and "
+                       "%9 KiB resident over those patches: %10] (%11 failed patches, %12 s, %13 ms a "
+                       "patch)")
+            .arg(from)
+            .arg(to)
+            .arg(double(heapGrowth) / 1024.0, 0, 'f', 1)
+            .arg(double(keptGrowth) / 1024.0, 0, 'f', 1)
+            .arg(sizeof(PatchReading))
+            .arg(double(otherHeap) / (to - from), 0, 'f', 2)
+            .arg(double(residentGrowth) / 1024.0, 0, 'f', 1)
+            .arg(kHeapNoiseBytes / 1024)
+            .arg(double(keptGrowth + kResidentNoiseBytes) / 1024.0, 0, 'f', 1)
+            .arg(BenchGoal(otherHeap < kHeapNoiseBytes && residentGrowth < keptGrowth + kResidentNoiseBytes))
+            .arg(failed)
+            .arg(runSec, 0, 'f', 1)
+            .arg(runSec * 1000.0 / patches, 0, 'f', 1));
 }

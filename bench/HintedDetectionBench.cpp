@@ -1,5 +1,7 @@
 #include "HintedDetectionBench.h"
 
+#include "BenchText.h"
+
 #include "ChromameterDetector.h"
 #include "ChromameterMinoltaApi.h"
 #include "InstrumentFamilies.h"
@@ -11,22 +13,9 @@
 #include <QString>
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 
 namespace {
-
-void line(const QString& text) {
-    std::printf("%s\n", text.toUtf8().constData());
-    std::fflush(stdout);
-}
-
-double median(std::vector<double> values) {
-    if (values.empty())
-        return 0.0;
-    std::sort(values.begin(), values.end());
-    return values[(values.size() - 1) / 2];
-}
 
 // The median of `runs` detections of the family `type` on a fresh simulator on `cable`, with `hint`
 // set (empty: none) under `flags`. *missed counts the runs whose outcome was not the expected one:
@@ -59,7 +48,7 @@ double detectionMs(IMinolta* facade, int type, const LineModel& cable, const std
         facade->Disconnect();
     }
     ChromameterSetDetectionHint(nullptr, 0, nullptr);
-    return median(ms);
+    return BenchQuantile(ms, 0.5);
 }
 
 // The family's own handshake answered at once on `cable`: its detection floor without the trials
@@ -71,10 +60,6 @@ double ownHandshakeFloorMs(int type, const LineModel& cable) {
     return ms;
 }
 
-QString goalText(bool met) {
-    return met ? QStringLiteral("goal met") : QStringLiteral("GOAL MISSED");
-}
-
 QString missedText(int missed) {
     return missed ? QStringLiteral(" (%1 runs did not detect the family!)").arg(missed) : QString();
 }
@@ -82,29 +67,31 @@ QString missedText(int missed) {
 } // namespace
 
 void BenchHintedDetection(const std::vector<LineModel>& lines, int runs, IMinolta* facade) {
-    line(QStringLiteral("## 1b. Detection with a hint (median of %1 runs). Right hint: the attached family "
-                        "named; floor = its own handshake answered at once on the line. Wrong hint: the "
-                        "Jingce colorimeter named, the analyser attached; bound = the plain detection "
-                        "measured in the same run + the Jingce trial's failing budget. Only the Jingce "
-                        "colorimeter tried, the analyser attached: bound = the Jingce trial's failing "
-                        "budget")
-             .arg(runs));
+    BenchLine(
+        QStringLiteral("## 1b. Detection with a hint (median of %1 runs). Right hint: the attached family "
+                       "named; floor = its own handshake answered at once on the line. Wrong hint: the "
+                       "Jingce colorimeter named, the analyser attached; bound = the plain detection "
+                       "measured in the same run + the Jingce trial's failing budget. Only the Jingce "
+                       "colorimeter tried, the analyser attached: bound = the Jingce trial's failing "
+                       "budget")
+            .arg(runs));
     for (const LineModel& cable : lines) {
         for (const InstrumentFamily& family : kInstrumentFamilies) {
             int missed = 0;
             const double ms = detectionMs(facade, family.type, cable, {family.type}, runs, &missed);
             const double floor = ownHandshakeFloorMs(family.type, cable);
             const double ratio = ms / floor;
-            line(QStringLiteral("detection, right hint %1 (type %2) %3: median %4 ms, floor %5 ms, ratio %6 "
-                                "[goal <= 1.10: %7]%8")
-                     .arg(QLatin1String(family.name), -13)
-                     .arg(family.type)
-                     .arg(cable.name(), -8)
-                     .arg(ms, 0, 'f', 1)
-                     .arg(floor, 0, 'f', 1)
-                     .arg(ratio, 0, 'f', 3)
-                     .arg(goalText(ratio <= 1.10))
-                     .arg(missedText(missed)));
+            BenchLine(
+                QStringLiteral("detection, right hint %1 (type %2) %3: median %4 ms, floor %5 ms, ratio %6 "
+                               "[goal <= 1.10: %7]%8")
+                    .arg(QLatin1String(family.name), -13)
+                    .arg(family.type)
+                    .arg(cable.name(), -8)
+                    .arg(ms, 0, 'f', 1)
+                    .arg(floor, 0, 'f', 1)
+                    .arg(ratio, 0, 'f', 3)
+                    .arg(BenchGoal(ratio <= 1.10))
+                    .arg(missedText(missed)));
         }
         const int attached = 1;
         const InstrumentFamily& hinted = kInstrumentFamilies[4];
@@ -113,34 +100,36 @@ void BenchHintedDetection(const std::vector<LineModel>& lines, int runs, IMinolt
         const double wrong = detectionMs(facade, attached, cable, {hinted.type}, runs, &missed);
         const double bound = plain + SilentTrialMs(hinted);
         const double ratio = wrong / bound;
-        line(QStringLiteral("detection, wrong hint %1 with analyser attached %2: median %3 ms, plain %4 ms + "
-                            "%5 failing budget %6 ms = %7 ms, ratio %8 [goal <= 1.10: %9]%10")
-                 .arg(QLatin1String(hinted.name))
-                 .arg(cable.name(), -8)
-                 .arg(wrong, 0, 'f', 1)
-                 .arg(plain, 0, 'f', 1)
-                 .arg(QLatin1String(hinted.name))
-                 .arg(SilentTrialMs(hinted))
-                 .arg(bound, 0, 'f', 1)
-                 .arg(ratio, 0, 'f', 3)
-                 .arg(goalText(ratio <= 1.10))
-                 .arg(missedText(missed)));
+        BenchLine(
+            QStringLiteral("detection, wrong hint %1 with analyser attached %2: median %3 ms, plain %4 ms + "
+                           "%5 failing budget %6 ms = %7 ms, ratio %8 [goal <= 1.10: %9]%10")
+                .arg(QLatin1String(hinted.name))
+                .arg(cable.name(), -8)
+                .arg(wrong, 0, 'f', 1)
+                .arg(plain, 0, 'f', 1)
+                .arg(QLatin1String(hinted.name))
+                .arg(SilentTrialMs(hinted))
+                .arg(bound, 0, 'f', 1)
+                .arg(ratio, 0, 'f', 3)
+                .arg(BenchGoal(ratio <= 1.10))
+                .arg(missedText(missed)));
 
         int connected = 0;
         const double only = detectionMs(facade, attached, cable, {hinted.type}, runs, &connected,
                                         CHROMAMETER_DETECT_ONLY_HINTED);
         const double onlyRatio = only / SilentTrialMs(hinted);
-        line(QStringLiteral(
-                 "detection, only %1 tried with analyser attached %2: median %3 ms, %4 failing budget "
-                 "%5 ms, ratio %6 [goal <= 1.10: %7]%8")
-                 .arg(QLatin1String(hinted.name))
-                 .arg(cable.name(), -8)
-                 .arg(only, 0, 'f', 1)
-                 .arg(QLatin1String(hinted.name))
-                 .arg(SilentTrialMs(hinted))
-                 .arg(onlyRatio, 0, 'f', 3)
-                 .arg(goalText(onlyRatio <= 1.10))
-                 .arg(connected ? QStringLiteral(" (%1 runs connected to another family!)").arg(connected)
-                                : QString()));
+        BenchLine(QStringLiteral(
+                      "detection, only %1 tried with analyser attached %2: median %3 ms, %4 failing budget "
+                      "%5 ms, ratio %6 [goal <= 1.10: %7]%8")
+                      .arg(QLatin1String(hinted.name))
+                      .arg(cable.name(), -8)
+                      .arg(only, 0, 'f', 1)
+                      .arg(QLatin1String(hinted.name))
+                      .arg(SilentTrialMs(hinted))
+                      .arg(onlyRatio, 0, 'f', 3)
+                      .arg(BenchGoal(onlyRatio <= 1.10))
+                      .arg(connected
+                               ? QStringLiteral(" (%1 runs connected to another family!)").arg(connected)
+                               : QString()));
     }
 }

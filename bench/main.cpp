@@ -2,6 +2,7 @@
 // the protocols' own waits impose. Prints one line per figure; see bench/RESULTS.md for a real run.
 
 #include "AnalyserModel.h"
+#include "BenchText.h"
 #include "CharacterisationBench.h"
 #include "ChromameterDetector.h"
 #include "ChromameterMinoltaApi.h"
@@ -24,9 +25,6 @@
 #include <QProcess>
 #include <QTimer>
 
-#include <algorithm>
-#include <cmath>
-#include <cstdio>
 #include <memory>
 #include <random>
 #include <vector>
@@ -53,23 +51,6 @@ struct Settings {
 // The library talks to the Qt debug stream on every reply; a benchmark host keeps it quiet so the
 // figures hold the library's work and not a terminal's.
 void quietMessages(QtMsgType, const QMessageLogContext&, const QString&) {}
-
-void line(const QString& text) {
-    std::printf("%s\n", text.toUtf8().constData());
-    std::fflush(stdout);
-}
-
-QString goal(bool met) {
-    return met ? QStringLiteral("goal met") : QStringLiteral("GOAL MISSED");
-}
-
-double quantile(std::vector<double> values, double q) {
-    if (values.empty())
-        return 0.0;
-    std::sort(values.begin(), values.end());
-    const size_t rank = size_t(std::ceil(q * double(values.size())));
-    return values[rank == 0 ? 0 : rank - 1];
-}
 
 void pointDetectionAt(const QString& portPath) {
     const QByteArray name = portPath.toUtf8();
@@ -128,30 +109,31 @@ void benchDetectionOf(const Settings& s, IMinolta* facade, int type, const LineM
             ++wrong;
         facade->Disconnect();
     }
-    const double median = quantile(ms, 0.5);
+    const double median = BenchQuantile(ms, 0.5);
     const double floor = DetectionFloorMs(type, cable);
     const double ratio = median / floor;
-    line(QStringLiteral("detection %1 (type %2) %3: median %4 ms, min %5 ms, floor %6 ms (%7), ratio %8 "
-                        "[goal <= 1.10: %9]%10")
-             .arg(family, -13)
-             .arg(type)
-             .arg(cable.name(), -8)
-             .arg(median, 0, 'f', 1)
-             .arg(quantile(ms, 0.0), 0, 'f', 1)
-             .arg(floor, 0, 'f', 1)
-             .arg(DetectionFloorText(type, cable))
-             .arg(ratio, 0, 'f', 3)
-             .arg(goal(ratio <= 1.10))
-             .arg(wrong ? QStringLiteral(" (%1 runs did not detect the family!)").arg(wrong) : QString()));
+    BenchLine(
+        QStringLiteral("detection %1 (type %2) %3: median %4 ms, min %5 ms, floor %6 ms (%7), ratio %8 "
+                       "[goal <= 1.10: %9]%10")
+            .arg(family, -13)
+            .arg(type)
+            .arg(cable.name(), -8)
+            .arg(median, 0, 'f', 1)
+            .arg(BenchQuantile(ms, 0.0), 0, 'f', 1)
+            .arg(floor, 0, 'f', 1)
+            .arg(DetectionFloorText(type, cable))
+            .arg(ratio, 0, 'f', 3)
+            .arg(BenchGoal(ratio <= 1.10))
+            .arg(wrong ? QStringLiteral(" (%1 runs did not detect the family!)").arg(wrong) : QString()));
 }
 
 void benchDetection(const Settings& s, IMinolta* facade) {
-    line(QStringLiteral(
-             "## 1. Detection time (median of %1 runs; floor = failing budgets of the drivers "
-             "tried before + own handshake answered at once; on a realistic line each own exchange "
-             "found at the first slice end after its reply has crossed the line and been handed over "
-             "(USB: mean over the latency timer's phase), then the read that ends it)")
-             .arg(s.detectionRuns));
+    BenchLine(QStringLiteral(
+                  "## 1. Detection time (median of %1 runs; floor = failing budgets of the drivers "
+                  "tried before + own handshake answered at once; on a realistic line each own exchange "
+                  "found at the first slice end after its reply has crossed the line and been handed over "
+                  "(USB: mean over the latency timer's phase), then the read that ends it)")
+                  .arg(s.detectionRuns));
     for (const LineModel& cable : s.lines)
         for (int type = 0; type < 5; ++type)
             benchDetectionOf(s, facade, type, cable);
@@ -166,7 +148,7 @@ void benchLatencyOf(const Settings& s, IMinolta* facade, int type, const LineMod
     if (model)
         model->setLine(cable);
     if (!model || !model->start() || !connectTo(facade, model->portPath(), type)) {
-        line(QStringLiteral("latency %1 %2: could not connect").arg(family, cable.name()));
+        BenchLine(QStringLiteral("latency %1 %2: could not connect").arg(family, cable.name()));
         return;
     }
     TimingWatcher watcher;
@@ -194,44 +176,44 @@ void benchLatencyOf(const Settings& s, IMinolta* facade, int type, const LineMod
     }
     facade->UnregisterWatcher(&watcher);
     facade->Disconnect();
-    const double median = quantile(ms, 0.5), p95 = quantile(ms, 0.95);
-    const double floorMedian = quantile(floor, 0.5), floorP95 = quantile(floor, 0.95);
-    const double lockedMedian = quantile(lockedFloor, 0.5), lockedP95 = quantile(lockedFloor, 0.95);
-    line(QStringLiteral("latency %1: median %2 ms, p95 %3 ms, min %4 ms, max %5 ms; floor median %6 ms, "
-                        "p95 %7 ms, min %8 ms; ratio median %9, p95 %10 (%11 ok, %12 failed, %13 s)")
-             .arg(family + QLatin1Char(' ') + cable.name(), -22)
-             .arg(median, 0, 'f', 1)
-             .arg(p95, 0, 'f', 1)
-             .arg(quantile(ms, 0.0), 0, 'f', 1)
-             .arg(quantile(ms, 1.0), 0, 'f', 1)
-             .arg(floorMedian, 0, 'f', 1)
-             .arg(floorP95, 0, 'f', 1)
-             .arg(quantile(floor, 0.0), 0, 'f', 1)
-             .arg(median / floorMedian, 0, 'f', 3)
-             .arg(p95 / floorP95, 0, 'f', 3)
-             .arg(ms.size())
-             .arg(failed)
-             .arg(double(wall.elapsed()) / 1000.0, 0, 'f', 1));
+    const double median = BenchQuantile(ms, 0.5), p95 = BenchQuantile(ms, 0.95);
+    const double floorMedian = BenchQuantile(floor, 0.5), floorP95 = BenchQuantile(floor, 0.95);
+    const double lockedMedian = BenchQuantile(lockedFloor, 0.5), lockedP95 = BenchQuantile(lockedFloor, 0.95);
+    BenchLine(QStringLiteral("latency %1: median %2 ms, p95 %3 ms, min %4 ms, max %5 ms; floor median %6 ms, "
+                             "p95 %7 ms, min %8 ms; ratio median %9, p95 %10 (%11 ok, %12 failed, %13 s)")
+                  .arg(family + QLatin1Char(' ') + cable.name(), -22)
+                  .arg(median, 0, 'f', 1)
+                  .arg(p95, 0, 'f', 1)
+                  .arg(BenchQuantile(ms, 0.0), 0, 'f', 1)
+                  .arg(BenchQuantile(ms, 1.0), 0, 'f', 1)
+                  .arg(floorMedian, 0, 'f', 1)
+                  .arg(floorP95, 0, 'f', 1)
+                  .arg(BenchQuantile(floor, 0.0), 0, 'f', 1)
+                  .arg(median / floorMedian, 0, 'f', 3)
+                  .arg(p95 / floorP95, 0, 'f', 3)
+                  .arg(ms.size())
+                  .arg(failed)
+                  .arg(double(wall.elapsed()) / 1000.0, 0, 'f', 1));
     if (!instant)
         return;
-    line(QStringLiteral("latency %1: floor with the command held behind the first read (wait between "
-                        "reads %2 ms): median %3 ms, p95 %4 ms; ratio median %5, p95 %6")
-             .arg(family + QLatin1Char(' ') + cable.name(), -22)
-             .arg(MeasureReadWaitMs(type))
-             .arg(lockedMedian, 0, 'f', 1)
-             .arg(lockedP95, 0, 'f', 1)
-             .arg(median / lockedMedian, 0, 'f', 3)
-             .arg(p95 / lockedP95, 0, 'f', 3));
+    BenchLine(QStringLiteral("latency %1: floor with the command held behind the first read (wait between "
+                             "reads %2 ms): median %3 ms, p95 %4 ms; ratio median %5, p95 %6")
+                  .arg(family + QLatin1Char(' ') + cable.name(), -22)
+                  .arg(MeasureReadWaitMs(type))
+                  .arg(lockedMedian, 0, 'f', 1)
+                  .arg(lockedP95, 0, 'f', 1)
+                  .arg(median / lockedMedian, 0, 'f', 3)
+                  .arg(p95 / lockedP95, 0, 'f', 3));
 }
 
 void benchLatency(const Settings& s, IMinolta* facade) {
-    line(QStringLiteral(
-             "## 2. Completion-to-callback latency (%1 measurements per family, %2 on a realistic "
-             "line; instrument takes 30-69 ms, uniform, so results land at every phase of the read "
-             "slices; timed from the moment the result's last byte reaches the host; floor per sample: "
-             "the first slice end of the worker's reads after the result landed, then the empty read)")
-             .arg(s.latencySamples)
-             .arg(s.latencySamplesOnLine));
+    BenchLine(QStringLiteral(
+                  "## 2. Completion-to-callback latency (%1 measurements per family, %2 on a realistic "
+                  "line; instrument takes 30-69 ms, uniform, so results land at every phase of the read "
+                  "slices; timed from the moment the result's last byte reaches the host; floor per sample: "
+                  "the first slice end of the worker's reads after the result landed, then the empty read)")
+                  .arg(s.latencySamples)
+                  .arg(s.latencySamplesOnLine));
     for (const LineModel& cable : s.lines)
         for (int type : {0, 1, 3, 4})
             benchLatencyOf(s, facade, type, cable);
@@ -240,12 +222,12 @@ void benchLatency(const Settings& s, IMinolta* facade) {
 // 3. CPU the process spends while a measurement waits for a slow instrument. The instrument runs in
 // a child process so that only the library and its host are counted.
 void benchWaitCost(const Settings& s, IMinolta* facade) {
-    line(QStringLiteral("## 3. Cost of waiting (analyser answering after %1 s; simulator in a child "
-                        "process; host sleeping in its event loop)")
-             .arg(s.waitSeconds + 2));
+    BenchLine(QStringLiteral("## 3. Cost of waiting (analyser answering after %1 s; simulator in a child "
+                             "process; host sleeping in its event loop)")
+                  .arg(s.waitSeconds + 2));
     RemoteModel remote(QStringLiteral("analyser"), (s.waitSeconds + 2) * 1000);
     if (!remote.start() || !connectTo(facade, remote.portPath(), 1)) {
-        line(QStringLiteral("wait cost: could not connect"));
+        BenchLine(QStringLiteral("wait cost: could not connect"));
         return;
     }
     TimingWatcher watcher;
@@ -263,13 +245,14 @@ void benchWaitCost(const Settings& s, IMinolta* facade) {
     facade->UnregisterWatcher(&watcher);
     facade->Disconnect();
     const double percent = 100.0 * double(cpu) / wallUs;
-    line(QStringLiteral("wait cost analyser: %1 ms CPU over %2 s wall = %3 % of one core [goal < 1 %: %4]; "
-                        "measurement then %5")
-             .arg(double(cpu) / 1000.0, 0, 'f', 1)
-             .arg(wallUs / 1e6, 0, 'f', 1)
-             .arg(percent, 0, 'f', 3)
-             .arg(goal(percent < 1.0))
-             .arg(finished ? QStringLiteral("finished") : QStringLiteral("did NOT finish")));
+    BenchLine(
+        QStringLiteral("wait cost analyser: %1 ms CPU over %2 s wall = %3 % of one core [goal < 1 %: %4]; "
+                       "measurement then %5")
+            .arg(double(cpu) / 1000.0, 0, 'f', 1)
+            .arg(wallUs / 1e6, 0, 'f', 1)
+            .arg(percent, 0, 'f', 3)
+            .arg(BenchGoal(percent < 1.0))
+            .arg(finished ? QStringLiteral("finished") : QStringLiteral("did NOT finish")));
 }
 
 // 4. Resident memory and heap over many measurement cycles, in a process of its own (this program
@@ -283,7 +266,7 @@ constexpr std::int64_t kResidentNoiseBytes = 64 * 1024;
 void benchMemory(const Settings& s, IMinolta* facade) {
     RemoteModel remote(QStringLiteral("analyser"), 0);
     if (!remote.start() || !connectTo(facade, remote.portPath(), 1)) {
-        line(QStringLiteral("memory: could not connect"));
+        BenchLine(QStringLiteral("memory: could not connect"));
         return;
     }
     TimingWatcher watcher;
@@ -302,10 +285,10 @@ void benchMemory(const Settings& s, IMinolta* facade) {
         pump(50);
         rss.push_back(ResidentBytes());
         heap.push_back(HeapInUseBytes());
-        line(QStringLiteral("memory after %1 cycles: resident %2 KiB, heap in use %3 KiB")
-                 .arg(checkpoint, 5)
-                 .arg(double(rss.back()) / 1024.0, 0, 'f', 1)
-                 .arg(double(heap.back()) / 1024.0, 0, 'f', 1));
+        BenchLine(QStringLiteral("memory after %1 cycles: resident %2 KiB, heap in use %3 KiB")
+                      .arg(checkpoint, 5)
+                      .arg(double(rss.back()) / 1024.0, 0, 'f', 1)
+                      .arg(double(heap.back()) / 1024.0, 0, 'f', 1));
     }
     facade->UnregisterWatcher(&watcher);
     facade->Disconnect();
@@ -314,20 +297,21 @@ void benchMemory(const Settings& s, IMinolta* facade) {
         const double cycles = s.memoryCheckpoints[n - 1] - s.memoryCheckpoints[n - 2];
         const double heapGrowth = double(heap[n - 1] - heap[n - 2]) / cycles;
         const double rssGrowth = double(rss[n - 1] - rss[n - 2]) / cycles;
-        line(QStringLiteral(
-                 "memory growth per cycle after warm-up (cycles %1 to %2): heap %3 B, resident %4 B "
-                 "[goal no growth, i.e. under %8 KiB heap and %9 KiB resident over those cycles: %5] (%6 "
-                 "failed cycles, %7 s)")
-                 .arg(s.memoryCheckpoints[n - 2])
-                 .arg(s.memoryCheckpoints[n - 1])
-                 .arg(heapGrowth, 0, 'f', 2)
-                 .arg(rssGrowth, 0, 'f', 2)
-                 .arg(goal(heap[n - 1] - heap[n - 2] < kHeapNoiseBytes &&
-                           rss[n - 1] - rss[n - 2] < kResidentNoiseBytes))
-                 .arg(failed)
-                 .arg(double(wall.elapsed()) / 1000.0, 0, 'f', 1)
-                 .arg(kHeapNoiseBytes / 1024)
-                 .arg(kResidentNoiseBytes / 1024));
+        BenchLine(
+            QStringLiteral(
+                "memory growth per cycle after warm-up (cycles %1 to %2): heap %3 B, resident %4 B "
+                "[goal no growth, i.e. under %8 KiB heap and %9 KiB resident over those cycles: %5] (%6 "
+                "failed cycles, %7 s)")
+                .arg(s.memoryCheckpoints[n - 2])
+                .arg(s.memoryCheckpoints[n - 1])
+                .arg(heapGrowth, 0, 'f', 2)
+                .arg(rssGrowth, 0, 'f', 2)
+                .arg(BenchGoal(heap[n - 1] - heap[n - 2] < kHeapNoiseBytes &&
+                               rss[n - 1] - rss[n - 2] < kResidentNoiseBytes))
+                .arg(failed)
+                .arg(double(wall.elapsed()) / 1000.0, 0, 'f', 1)
+                .arg(kHeapNoiseBytes / 1024)
+                .arg(kResidentNoiseBytes / 1024));
     }
 }
 
@@ -368,7 +352,7 @@ void benchWireOf(IMinolta* facade, int type, const LineModel& cable) {
     if (model)
         model->setLine(cable);
     if (!model || !model->start() || !connectTo(facade, model->portPath(), type)) {
-        line(QStringLiteral("wire %1: could not connect").arg(name));
+        BenchLine(QStringLiteral("wire %1: could not connect").arg(name));
         return;
     }
     TimingWatcher watcher;
@@ -403,27 +387,28 @@ void benchWireOf(IMinolta* facade, int type, const LineModel& cable) {
     facade->Disconnect();
     const WireMinimum minimum = wireMinimum(type, model.get());
     const int baud = FamilyBaud(type);
-    line(QStringLiteral("wire %1: %2 B to instrument + %3 B back = %4 B; minimum %5 + %6 = %7 B (%8); "
-                        "ratio %9; %10 ms of line time at %11 baud; reading took %12 ms%13")
-             .arg(name, -22)
-             .arg(toInstrument)
-             .arg(fromInstrument)
-             .arg(toInstrument + fromInstrument)
-             .arg(minimum.toInstrument)
-             .arg(minimum.fromInstrument)
-             .arg(minimum.toInstrument + minimum.fromInstrument)
-             .arg(minimum.what)
-             .arg(double(toInstrument + fromInstrument) / (minimum.toInstrument + minimum.fromInstrument), 0,
-                  'f', 2)
-             .arg(LineMs(int(toInstrument + fromInstrument), baud), 0, 'f', 1)
-             .arg(baud)
-             .arg(readingMs, 0, 'f', 1)
-             .arg(ok ? QString() : QStringLiteral(" (the reading FAILED)")));
+    BenchLine(
+        QStringLiteral("wire %1: %2 B to instrument + %3 B back = %4 B; minimum %5 + %6 = %7 B (%8); "
+                       "ratio %9; %10 ms of line time at %11 baud; reading took %12 ms%13")
+            .arg(name, -22)
+            .arg(toInstrument)
+            .arg(fromInstrument)
+            .arg(toInstrument + fromInstrument)
+            .arg(minimum.toInstrument)
+            .arg(minimum.fromInstrument)
+            .arg(minimum.toInstrument + minimum.fromInstrument)
+            .arg(minimum.what)
+            .arg(double(toInstrument + fromInstrument) / (minimum.toInstrument + minimum.fromInstrument), 0,
+                 'f', 2)
+            .arg(LineMs(int(toInstrument + fromInstrument), baud), 0, 'f', 1)
+            .arg(baud)
+            .arg(readingMs, 0, 'f', 1)
+            .arg(ok ? QString() : QStringLiteral(" (the reading FAILED)")));
 }
 
 void benchWire(const Settings& s, IMinolta* facade) {
-    line(QStringLiteral("## 5. Bytes on the wire per reading (Measure + ReadLvXy; luminance: Measure + "
-                        "ReadLastestData), third cycle, with the time the reading took on each line"));
+    BenchLine(QStringLiteral("## 5. Bytes on the wire per reading (Measure + ReadLvXy; luminance: Measure + "
+                             "ReadLastestData), third cycle, with the time the reading took on each line"));
     for (int type = 0; type < 5; ++type)
         for (const LineModel& cable : s.lines)
             benchWireOf(facade, type, cable);
@@ -440,7 +425,7 @@ int luminanceTries(int tries) {
         std::unique_ptr<InstrumentModel> model = CreateFamilyModel(QStringLiteral("luminance"));
         model->setLine(LineModel::realistic());
         if (!model->start()) {
-            line(QStringLiteral("try 0 0 0"));
+            BenchLine(QStringLiteral("try 0 0 0"));
             continue;
         }
         pointDetectionAt(model->portPath());
@@ -451,10 +436,10 @@ int luminanceTries(int tries) {
         ok = ok && measureOnce(facade.get(), watcher, 15000);
         ok = ok && facade->ReadLastestData() == model->reading().Lv;
         facade->Disconnect();
-        line(QStringLiteral("try %1 %2 %3")
-                 .arg(model->lineSeed())
-                 .arg(ok ? 1 : 0)
-                 .arg(detectionMs, 0, 'f', 1));
+        BenchLine(QStringLiteral("try %1 %2 %3")
+                      .arg(model->lineSeed())
+                      .arg(ok ? 1 : 0)
+                      .arg(detectionMs, 0, 'f', 1));
     }
     facade->UnregisterWatcher(&watcher);
     return 0;
@@ -462,12 +447,13 @@ int luminanceTries(int tries) {
 
 void benchLuminanceTries(const Settings& s) {
     const LineModel cable = LineModel::realistic();
-    line(QStringLiteral("## 6. Luminance meter on the %1 line (random timer phase, packets late at random, a "
-                        "fresh seed each try): %2 tries of detection + Measure + ReadLastestData, %3 "
-                        "processes side by side")
-             .arg(cable.name())
-             .arg(s.luminanceTries)
-             .arg(s.luminanceProcesses));
+    BenchLine(
+        QStringLiteral("## 6. Luminance meter on the %1 line (random timer phase, packets late at random, a "
+                       "fresh seed each try): %2 tries of detection + Measure + ReadLastestData, %3 "
+                       "processes side by side")
+            .arg(cable.name())
+            .arg(s.luminanceTries)
+            .arg(s.luminanceProcesses));
     std::vector<std::unique_ptr<QProcess>> processes;
     for (int p = 0; p < s.luminanceProcesses; ++p) {
         const int share =
@@ -497,22 +483,23 @@ void benchLuminanceTries(const Settings& s) {
         }
     }
     const double floor = DetectionFloorMs(2, cable);
-    const double median = quantile(ms, 0.5);
-    line(QStringLiteral(
-             "luminance tries %1: %2 of %3 connected and measured%4; detection median %5 ms, p95 %6 ms, "
-             "max %7 ms, floor %8 ms (%9), ratio %10 [goal <= 1.10: %11]")
-             .arg(cable.name())
-             .arg(ok)
-             .arg(tried)
-             .arg(failedSeeds.isEmpty() ? QString()
-                                        : QStringLiteral(" (failed seeds: %1)").arg(failedSeeds.join(',')))
-             .arg(median, 0, 'f', 1)
-             .arg(quantile(ms, 0.95), 0, 'f', 1)
-             .arg(quantile(ms, 1.0), 0, 'f', 1)
-             .arg(floor, 0, 'f', 1)
-             .arg(DetectionFloorText(2, cable))
-             .arg(median / floor, 0, 'f', 3)
-             .arg(goal(ok == s.luminanceTries && median / floor <= 1.10)));
+    const double median = BenchQuantile(ms, 0.5);
+    BenchLine(QStringLiteral(
+                  "luminance tries %1: %2 of %3 connected and measured%4; detection median %5 ms, p95 %6 ms, "
+                  "max %7 ms, floor %8 ms (%9), ratio %10 [goal <= 1.10: %11]")
+                  .arg(cable.name())
+                  .arg(ok)
+                  .arg(tried)
+                  .arg(failedSeeds.isEmpty()
+                           ? QString()
+                           : QStringLiteral(" (failed seeds: %1)").arg(failedSeeds.join(',')))
+                  .arg(median, 0, 'f', 1)
+                  .arg(BenchQuantile(ms, 0.95), 0, 'f', 1)
+                  .arg(BenchQuantile(ms, 1.0), 0, 'f', 1)
+                  .arg(floor, 0, 'f', 1)
+                  .arg(DetectionFloorText(2, cable))
+                  .arg(median / floor, 0, 'f', 3)
+                  .arg(BenchGoal(ok == s.luminanceTries && median / floor <= 1.10)));
 }
 
 } // namespace
@@ -525,7 +512,7 @@ int main(int argc, char** argv) {
 
     QCoreApplication app(argc, argv);
     qInstallMessageHandler(quietMessages);
-    if (const int status = CharacterisationBench::Main(app.arguments(), line); status >= 0)
+    if (const int status = CharacterisationBench::Main(app.arguments(), BenchLine); status >= 0)
         return status;
     Settings settings;
     if (app.arguments().contains(QStringLiteral("--quick"))) {
@@ -547,13 +534,13 @@ int main(int argc, char** argv) {
         settings.lines = {LineModel::realistic()};
     // Detection with a host's hint alone, on every line model.
     if (app.arguments().contains(QStringLiteral("--hint-only"))) {
-        line(QStringLiteral("# chromameter-bench --hint-only"));
-        line(QStringLiteral("date: %1").arg(QDateTime::currentDateTimeUtc().toString(Qt::ISODate)));
-        line(QStringLiteral("machine: %1").arg(MachineText()));
+        BenchLine(QStringLiteral("# chromameter-bench --hint-only"));
+        BenchLine(QStringLiteral("date: %1").arg(QDateTime::currentDateTimeUtc().toString(Qt::ISODate)));
+        BenchLine(QStringLiteral("machine: %1").arg(MachineText()));
         std::unique_ptr<IMinolta> facade = newFacade();
         BenchHintedDetection(settings.lines, settings.detectionRuns, facade.get());
         ChromameterSetPortCatalogue(nullptr, nullptr, -1);
-        line(QStringLiteral("load average at the end: %1").arg(LoadAverageText()));
+        BenchLine(QStringLiteral("load average at the end: %1").arg(LoadAverageText()));
         return 0;
     }
     if (memoryProcess) {
@@ -573,10 +560,10 @@ int main(int argc, char** argv) {
 
     QElapsedTimer total;
     total.start();
-    line(QStringLiteral("# chromameter-bench"));
-    line(QStringLiteral("date: %1").arg(QDateTime::currentDateTimeUtc().toString(Qt::ISODate)));
-    line(QStringLiteral("command: %1").arg(app.arguments().join(QLatin1Char(' '))));
-    line(QStringLiteral("machine: %1").arg(MachineText()));
+    BenchLine(QStringLiteral("# chromameter-bench"));
+    BenchLine(QStringLiteral("date: %1").arg(QDateTime::currentDateTimeUtc().toString(Qt::ISODate)));
+    BenchLine(QStringLiteral("command: %1").arg(app.arguments().join(QLatin1Char(' '))));
+    BenchLine(QStringLiteral("machine: %1").arg(MachineText()));
 
     std::unique_ptr<IMinolta> facade = newFacade();
     benchDetection(settings, facade.get());
@@ -588,21 +575,21 @@ int main(int argc, char** argv) {
     benchLuminanceTries(settings);
 
     if (!usbOnly) {
-        line(QStringLiteral(
+        BenchLine(QStringLiteral(
             "## 4. Memory over measurement cycles (analyser; Measure + ReadLvXy per cycle; own "
             "process beside the others; simulator in a child process)"));
         memory.waitForFinished(-1);
         const QString memoryLines = QString::fromUtf8(memory.readAllStandardOutput()).trimmed();
-        line(memoryLines.isEmpty() ? QStringLiteral("memory: the memory process printed nothing")
-                                   : memoryLines);
+        BenchLine(memoryLines.isEmpty() ? QStringLiteral("memory: the memory process printed nothing")
+                                        : memoryLines);
         const bool quick = app.arguments().contains(QStringLiteral("--quick"));
-        CharacterisationBench(CharacterisationBench::ForRun(quick), line)
+        CharacterisationBench(CharacterisationBench::ForRun(quick), BenchLine)
             .Run(app.applicationFilePath(), quick);
     }
 
     ChromameterSetPortCatalogue(nullptr, nullptr, -1);
-    line(QStringLiteral("load average at the end: %1; whole run %2 s")
-             .arg(LoadAverageText())
-             .arg(double(total.elapsed()) / 1000.0, 0, 'f', 1));
+    BenchLine(QStringLiteral("load average at the end: %1; whole run %2 s")
+                  .arg(LoadAverageText())
+                  .arg(double(total.elapsed()) / 1000.0, 0, 'f', 1));
     return 0;
 }
